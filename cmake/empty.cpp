@@ -1,0 +1,1 @@
+// Intentionally empty: gives every stage library at least one source.

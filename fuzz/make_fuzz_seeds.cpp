@@ -1,0 +1,182 @@
+// Writes seed corpora for the fuzz targets into <dir>/<target>/: real PDF417
+// symbols from the test page factory (libzint), laid out the way each
+// target reads its input (fuzz_input.h). Usage: make_fuzz_seeds <dir>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "api/expected_text.h"
+#include "decode/decode_test_support.h"
+#include "factory/page_factory.h"
+#include "fuzz_input.h"
+#ifdef PDF417_FUZZ_LOADERS
+#include "cli/image_writers.h"
+#endif
+
+namespace {
+
+using namespace pdf417;
+using namespace pdf417::fuzz;
+namespace fs = std::filesystem;
+
+fs::path gRoot;
+int gWritten = 0;
+
+void Write(const std::string& target, const std::string& name, const std::vector<uint8_t>& bytes) {
+  const fs::path dir = gRoot / target;
+  fs::create_directories(dir);
+  std::ofstream(dir / name, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                   static_cast<std::streamsize>(bytes.size()));
+  ++gWritten;
+}
+
+// A small page holding one symbol in the given direction.
+bool SmallPage(const std::string& data, int ecLevel, int columns, double moduleWidth, int direction,
+               testing::Page* page) {
+  testing::SymbolOptions o;
+  o.data = data;
+  o.ecLevel = ecLevel;
+  o.columns = columns;
+  o.moduleWidth = moduleWidth;
+  testing::EncodedSymbol e;
+  std::string error;
+  if (!testing::EncodeSymbol(o, &e, &error)) return false;
+  const int w = static_cast<int>((e.widthModules + 6) * moduleWidth);
+  const int h = static_cast<int>((e.rows * o.rowHeight + 6) * moduleWidth);
+  const int side = std::max(w, h) + 8;
+  *page = direction < 2 ? testing::MakePage(side, h + 8) : testing::MakePage(h + 8, side);
+  return testing::PlaceSymbol(*page, o, page->width / 2.0, page->height / 2.0, direction);
+}
+
+void ReadDibSeeds() {
+  int i = 0;
+  for (int direction = 0; direction < 4; ++direction)
+    for (double mw : {2.0, 3.0}) {
+      testing::Page page;
+      if (!SmallPage(testing::TextPayload(8 + 10 * i, i), i % 4, 1 + i % 3, mw, direction, &page)) continue;
+      const std::vector<uint8_t> dib = testing::ToDib(page, i % 2 == 0);
+      std::vector<uint8_t> raw{kDibRaw};
+      raw.insert(raw.end(), dib.begin(), dib.end());
+      Write("read_dib", "raw_" + std::to_string(i), raw);
+      // The same pixels behind a synthesized header.
+      std::vector<uint8_t> synth{static_cast<uint8_t>(kDibSynth | (i % 2 ? kDibColour0Light : 0))};
+      PutU16(synth, static_cast<uint32_t>(page.width - 1));
+      PutU16(synth, static_cast<uint32_t>(page.height - 1));
+      synth.insert(synth.end(), dib.begin() + 48, dib.end());
+      Write("read_dib", "synth_" + std::to_string(i), synth);
+      ++i;
+    }
+}
+
+void MatrixAndHighLevelSeeds() {
+  int i = 0;
+  for (const auto& [payload, level, columns] : std::vector<std::tuple<std::string, int, int>>{
+           {"Hello, fuzzer", 2, 2},
+           {testing::NumericPayload(60, 1), 3, 3},
+           {testing::BytePayload(40, 2), 4, 4},
+           {testing::TextPayload(120, 3), 5, 6},
+           {"12345", 0, 1},
+       }) {
+    testing::ZintSymbol symbol;
+    if (!testing::EncodeWithZint(payload, level, columns, &symbol)) continue;
+    // Width matrix at module widths 2 and 3 with a few elements off by one.
+    for (int mw : {2, 3}) {
+      const std::vector<int32_t> widths = testing::WidthMatrix(symbol, mw, i, i);
+      std::vector<uint8_t> seed{kGridWidths, static_cast<uint8_t>(symbol.rows - 1),
+                                static_cast<uint8_t>(symbol.columns - 1), static_cast<uint8_t>(17 * mw)};
+      for (int32_t w : widths) seed.push_back(static_cast<uint8_t>(w));
+      Write("matrix_decoder", "widths_" + std::to_string(i) + "_" + std::to_string(mw), seed);
+    }
+    // The same symbol as exact candidate patterns.
+    std::vector<uint8_t> seed{kGridPatterns, static_cast<uint8_t>(symbol.rows - 1),
+                              static_cast<uint8_t>(symbol.columns - 1)};
+    for (int32_t r = 0; r < symbol.rows; ++r)
+      for (int32_t c = 0; c < symbol.columns; ++c) {
+        seed.push_back(1);
+        for (int32_t run : testing::RunsOf(symbol.modules[r], 17 + 17 * c, 17)) seed.push_back(static_cast<uint8_t>(run - 1));
+      }
+    Write("matrix_decoder", "patterns_" + std::to_string(i), seed);
+
+    // Its data codewords for the high-level decoder.
+    testing::SymbolOptions o;
+    o.data = payload;
+    o.ecLevel = level;
+    o.columns = columns;
+    testing::EncodedSymbol encoded;
+    std::string error;
+    if (testing::EncodeSymbol(o, &encoded, &error)) {
+      const std::vector<int32_t> codewords = test::SymbolCodewords(encoded);
+      std::vector<uint8_t> hl;
+      PutU16(hl, static_cast<uint32_t>(codewords.size() - 1));
+      for (int32_t c : codewords) PutU16(hl, static_cast<uint32_t>(c));
+      Write("high_level", "symbol_" + std::to_string(i), hl);
+      // A valid sequence for correction, with errors.
+      std::vector<uint8_t> rs{kCorrectValid, static_cast<uint8_t>(level)};
+      PutU16(rs, static_cast<uint32_t>(codewords.size() - 1));
+      rs.push_back(static_cast<uint8_t>(i + 1));
+      for (int e = 0; e <= i; ++e) {
+        PutU16(rs, static_cast<uint32_t>(7 * e));
+        PutU16(rs, static_cast<uint32_t>(100 + e));
+      }
+      for (int32_t c : codewords) PutU16(rs, static_cast<uint32_t>(c));
+      Write("correct_errors", "valid_" + std::to_string(i), rs);
+      std::vector<uint8_t> free{kCorrectFree};
+      const std::vector<int32_t> full = testing::WithErrorCorrection(codewords, level);
+      PutU16(free, static_cast<uint32_t>(full.size()));
+      free.push_back(static_cast<uint8_t>((1 << level) - 1));  // m
+      free.push_back(1);                                       // taken as it is
+      for (int32_t c : full) PutU16(free, static_cast<uint32_t>(c));
+      Write("correct_errors", "free_" + std::to_string(i), free);
+    }
+    ++i;
+  }
+}
+
+#ifdef PDF417_FUZZ_LOADERS
+std::vector<uint8_t> ReadBack(const fs::path& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(f), {});
+}
+
+void LoaderSeeds() {
+  testing::Page page;
+  if (!SmallPage("loader seed", 2, 2, 2.0, 0, &page)) return;
+  Write("image_loaders", "page.bmp", testing::ToBmpFile(page));
+  Write("image_loaders", "grey8.bmp", cli_test::MakeBmp(page, {.bitCount = 8}));
+  Write("image_loaders", "core.bmp", cli_test::MakeBmp(page, {.bitCount = 4, .headerSize = 12, .topDown = false}));
+  for (char kind : {'1', '2', '4', '5', '6'}) Write("image_loaders", std::string("page.p") + kind, cli_test::MakePnm(page, kind));
+  const fs::path tmp = gRoot / "tmp";
+  fs::create_directories(tmp);
+  int n = 0;
+  for (cli_test::PngKind kind : {cli_test::PngKind::Grey1, cli_test::PngKind::Grey8, cli_test::PngKind::Palette4,
+                                 cli_test::PngKind::GreyAlpha}) {
+    const fs::path p = tmp / "x.png";
+    if (cli_test::WritePng(p.string(), page, kind)) Write("image_loaders", "page" + std::to_string(n++) + ".png", ReadBack(p));
+  }
+  for (cli_test::TiffKind kind : {cli_test::TiffKind::G4, cli_test::TiffKind::G3, cli_test::TiffKind::Lzw1,
+                                  cli_test::TiffKind::Grey8Lzw}) {
+    const fs::path p = tmp / "x.tif";
+    if (cli_test::WriteTiff(p.string(), {page, page}, kind)) Write("image_loaders", "page" + std::to_string(n++) + ".tif", ReadBack(p));
+  }
+  fs::remove_all(tmp);
+}
+#endif
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: %s <corpus-dir>\n", argv[0]);
+    return 2;
+  }
+  gRoot = argv[1];
+  ReadDibSeeds();
+  MatrixAndHighLevelSeeds();
+#ifdef PDF417_FUZZ_LOADERS
+  LoaderSeeds();
+#endif
+  std::printf("wrote %d seeds under %s\n", gWritten, argv[1]);
+  return 0;
+}

@@ -1,0 +1,83 @@
+// The library's exported C functions around one result handle.
+#include <cstring>
+
+#include "api/recognition_passes.h"
+#include "api/result_store.h"
+#include "pdf417/pdf417.h"
+#include "support/alloc.h"
+
+namespace {
+
+const pdf417::SymbolResult* Record(PDF417_Handle handle, int32_t index) {
+  if (handle == nullptr || index < 0 || index >= handle->symbolCount) return nullptr;
+  return &handle->results[index];
+}
+
+}  // namespace
+
+extern "C" {
+
+PDF417_API PDF417_Handle PDF417_Init(void) { return pdf417::AllocArray<PDF417_Reader>(1); }
+
+PDF417_API int32_t PDF417_Read(PDF417_Handle handle, PDF417_Block bitmap) {
+  if (handle == nullptr) return -1;
+  const auto* bytes = static_cast<const uint8_t*>(PDF417_BlockLock(bitmap));
+  if (bytes == nullptr) return pdf417::ReadPage(*handle, nullptr, 0);  // refused: no symbols
+  const int32_t result = pdf417::ReadPage(*handle, bytes, PDF417_BlockSize(bitmap));
+  PDF417_BlockUnlock(bitmap);
+  return result;
+}
+
+PDF417_API int32_t PDF417_ReadDib(PDF417_Handle handle, const void* dib, size_t length) {
+  if (handle == nullptr) return -1;
+  return pdf417::ReadPage(*handle, static_cast<const uint8_t*>(dib), dib ? length : 0);
+}
+
+PDF417_API int32_t PDF417_GetNumBarcodes(PDF417_Handle handle) { return handle ? handle->symbolCount : 0; }
+
+PDF417_API int32_t PDF417_GetSymbolText(PDF417_Handle handle, int32_t index, int32_t* length, unsigned char* text) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr) return 0;
+  if (length) *length = r->textLength;
+  if (text && r->textLength > 0) std::memcpy(text, r->text, static_cast<size_t>(r->textLength));
+  return 0;
+}
+
+PDF417_API int32_t PDF417_GetCoordinates(PDF417_Handle handle, int32_t index, int32_t* x0, int32_t* y0, int32_t* x1,
+                                         int32_t* y1, int32_t* x2, int32_t* y2, int32_t* x3, int32_t* y3) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr) return 0;
+  int32_t* out[8] = {x0, y0, x1, y1, x2, y2, x3, y3};
+  for (int i = 0; i < 8; ++i) {
+    if (out[i]) *out[i] = r->corners[i];
+  }
+  return 0;
+}
+
+PDF417_API int32_t PDF417_GetDirection(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->direction : 0;
+}
+
+PDF417_API int32_t PDF417_GetErrorCorrectionLevel(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->errorCorrectionLevel : 0;
+}
+
+PDF417_API int32_t PDF417_GetMode(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->mode : 0;
+}
+
+PDF417_API int32_t PDF417_GetConfidence(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->confidence : 0;
+}
+
+PDF417_API void PDF417_Done(PDF417_Handle handle) {
+  if (handle == nullptr) return;
+  pdf417::FreeBytes(handle->results);
+  pdf417::FreeBytes(handle);
+}
+
+}  // extern "C"

@@ -1,0 +1,174 @@
+#include "decode/matrix_decoder.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "decode/error_correction.h"
+#include "decode/high_level_decoder.h"
+#include "decode/matrix_decoder_steps.h"
+#include "decode/symbol_tables.h"
+#include "support/alloc.h"
+
+namespace pdf417 {
+
+double CandidateDeviation(const int32_t* w, const char* pattern) {
+  int32_t modules[2] = {0, 0};
+  double width[2] = {0.0, 0.0};
+  for (int32_t i = 0; i < kPatternLength; ++i) {
+    modules[i % 2] += pattern[i] - '0';
+    width[i % 2] += w[i];
+  }
+  if (modules[0] == 0 || modules[1] == 0) return 0.0;
+  const double scale[2] = {width[0] / modules[0], width[1] / modules[1]};
+  double sum = 0.0;
+  for (int32_t i = 0; i < kPatternLength; ++i) sum += std::fabs(w[i] - (pattern[i] - '0') * scale[i % 2]);
+  return sum;
+}
+
+void OrderCandidates(CellGrid& grid, int32_t variant) {
+  for (int32_t c = 0; c < grid.count; ++c) {
+    CodewordCell& cell = grid.cells[c];
+    if (cell.candidateCount <= 1) continue;
+    double best = variant == 0 ? 10000.0 : 0.0;
+    int32_t chosen = 0;
+    for (int32_t k = 0; k < cell.candidateCount && k < 5; ++k) {
+      const double d = CandidateDeviation(cell.elementWidths, cell.candidates[k]);
+      if (variant == 0 ? d < best : d > best) {
+        best = d;
+        chosen = k;
+      }
+    }
+    if (chosen != 0) {
+      char first[kPatternLength];
+      std::memcpy(first, cell.candidates[0], kPatternLength);
+      std::memcpy(cell.candidates[0], cell.candidates[chosen], kPatternLength);
+      std::memcpy(cell.candidates[chosen], first, kPatternLength);
+    }
+  }
+}
+
+void ReverseRows(CellGrid& grid, int32_t rows, int32_t columns) {
+  for (int32_t r = 0; r < rows / 2; ++r) {
+    CodewordCell* top = grid.cells + static_cast<int64_t>(r) * columns;
+    CodewordCell* bottom = grid.cells + static_cast<int64_t>(rows - 1 - r) * columns;
+    for (int32_t c = 0; c < columns; ++c) {
+      const CodewordCell t = top[c];
+      top[c] = bottom[c];
+      bottom[c] = t;
+    }
+  }
+}
+
+void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCount, int32_t columns,
+                      int32_t* eclPower) {
+  int32_t votes[9] = {};
+  int32_t cluster = 0;
+  const SymbolCharacterTable* table = &ClusterTable(cluster);
+  int32_t p = 1;
+  int32_t stored = 0;
+  for (int32_t i = 0; i < cellCount; ++i) {
+    const int32_t cw = ResolveCodeword(patterns + static_cast<int64_t>(i) * kPatternLength, *table);
+    if (p == 1) {
+      if (cluster == 3 && (cw % 30) / 3 < 9) ++votes[(cw % 30) / 3];
+    } else if (p == columns) {
+      if (cluster == 6 && (cw % 30) / 3 < 9) ++votes[(cw % 30) / 3];
+      cluster = (cluster + 3) % 9;
+      table = &ClusterTable(cluster);
+      p = 0;
+    } else {
+      codewords[stored++] = cw;
+    }
+    ++p;
+  }
+  int32_t level = 0;
+  for (int32_t e = 1; e < 9; ++e) {
+    if (votes[e] > votes[level]) level = e;
+  }
+  *eclPower = 1 << level;
+}
+
+namespace {
+
+// Whether corrected codewords form a symbol an encoder could have made: the
+// length descriptor and the 2^(e+1) correction codewords fill the data
+// region, and every one of the 2^(e+1) syndromes that those codewords
+// provide is 0 (correction itself checks only syndrome 2^e).
+bool SymbolIsConsistent(const int32_t* codewords, int32_t n, int32_t eclPower) {
+  const int64_t correctionCodewords = 2 * int64_t{eclPower};
+  if (int64_t{codewords[0]} + correctionCodewords != n) return false;
+  for (int32_t j = 1; j <= correctionCodewords; ++j) {
+    if (Syndrome(codewords, n, j) != 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t rows, int32_t columns, uint8_t** text,
+                        int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence,
+                        int32_t* lengthFits) {
+  const int64_t n = static_cast<int64_t>(rows) * (columns - 2);
+  if (n < 1) return kErrorBadLength;
+  const int64_t cellCount = static_cast<int64_t>(rows) * columns;
+  // No symbol holds more than 928 codewords; correction refuses such a
+  // sequence, and the count must stay within int32 for it.
+  if (n > INT32_MAX || cellCount > INT32_MAX) return -1;
+  Owned<int32_t[]> codewords = MakeOwnedArray<int32_t>(static_cast<size_t>(cellCount));
+  if (!codewords) return kErrorOutOfMemory;
+
+  int32_t eclPower = 1;
+  ReadRowCodewords(patterns, codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower);
+  const int32_t m = eclPower - 1;
+  *eclValue = m;
+
+  const int32_t corrected = CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), m);
+  if (corrected < 0) {
+    *confidence = 0;
+    return corrected;
+  }
+  *confidence = corrected == 0 ? 100 : static_cast<int32_t>(corrected * 100 / n);
+
+  const int32_t lengthDescriptor = codewords[0];
+  if (lengthFits) *lengthFits = SymbolIsConsistent(codewords.get(), static_cast<int32_t>(n), eclPower);
+  if (lengthDescriptor > n) return kErrorBadLength;
+  return DecodeHighLevel(codewords.get(), lengthDescriptor, text, length, mode);
+}
+
+int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
+                    int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence, int32_t* lengthFits) {
+  const int64_t cellCount = static_cast<int64_t>(rows) * columns;
+  Owned<char[]> patterns = MakeOwnedArray<char>(static_cast<size_t>(cellCount) * kPatternLength);
+  if (!patterns) return -1;
+  for (int64_t i = 0; i < cellCount; ++i) {
+    std::memcpy(patterns.get() + i * kPatternLength, grid.cells[i].candidates[0], kPatternLength);
+  }
+  return DecodeCodewords(ws, patterns.get(), rows, columns, text, length, eclValue, mode, confidence, lengthFits);
+}
+
+int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
+                             int32_t* length, int32_t* flipped, int32_t* eclValue, int32_t* mode,
+                             int32_t* confidence, int32_t* lengthFits) {
+  *text = nullptr;
+  *flipped = 0;
+  // A grid that does not hold rows x columns cells cannot be read; it is
+  // treated like one without data columns.
+  const int64_t cellCount = static_cast<int64_t>(rows) * columns;
+  if (rows < 0 || columns < 0 || cellCount > grid.count || (grid.cells == nullptr && cellCount > 0)) {
+    return kErrorBadLength;
+  }
+  int32_t status = 0;
+  for (int32_t attempt = 0; attempt < 4; ++attempt) {
+    if (attempt == 2) {
+      ReverseRows(grid, rows, columns);
+      *flipped = 1;
+    }
+    OrderCandidates(grid, attempt % 2);
+    FreeBytes(*text);
+    *text = nullptr;
+    status = DecodeCells(ws, grid, rows, columns, text, length, eclValue, mode, confidence, lengthFits);
+    if (status >= 0) break;
+  }
+  return status;
+}
+
+}  // namespace pdf417

@@ -1,0 +1,136 @@
+#include "decode/symbol_tables.h"
+
+#include <cstddef>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace pdf417 {
+
+const SymbolCharacterTable& ClusterTable(int32_t cluster) {
+  int32_t index = (cluster / 3) % 3;
+  if (index < 0) index += 3;
+  return kSymbolCharacterTables[index];
+}
+
+int32_t ClusterOfPattern(const char* pattern) {
+  const int32_t b1 = pattern[0] - '0', b2 = pattern[2] - '0', b3 = pattern[4] - '0', b4 = pattern[6] - '0';
+  int32_t c = (b1 - b2 + b3 - b4 + 9) % 9;
+  return c < 0 ? c + 9 : c;
+}
+
+int32_t LookupCodeword(const char* pattern, const SymbolCharacterTable& table, int32_t* codeword) {
+  int32_t lo = 0, hi = kCodewordCount - 1;
+  while (lo <= hi) {
+    const int32_t mid = (lo + hi) / 2;
+    const char* probe = table.records[mid].pattern;
+    int32_t i = 0;
+    while (i < kPatternLength && static_cast<signed char>(pattern[i]) == static_cast<signed char>(probe[i])) ++i;
+    if (i == kPatternLength) {
+      *codeword = table.records[mid].codeword;
+      return 0;
+    }
+    if (static_cast<signed char>(pattern[i]) > static_cast<signed char>(probe[i])) {
+      lo = mid + 1;
+    } else {
+      hi = mid - 1;
+    }
+  }
+  return kPatternNotFound;
+}
+
+int32_t PatternDistance(const char* a, const char* b) {
+  int32_t sum = 0;
+  for (int32_t i = 0; i < kPatternLength; ++i) {
+    const int32_t d = static_cast<signed char>(a[i]) - static_cast<signed char>(b[i]);
+    sum += d < 0 ? -d : d;
+  }
+  return sum;
+}
+
+namespace {
+
+static_assert(sizeof(SymbolCharacterRecord) == 16 && offsetof(SymbolCharacterRecord, pattern) == 0,
+              "the nearest-pattern scan loads whole records");
+
+// The record nearest to pattern by PatternDistance, the first one winning
+// ties. The scan stops early once a record at distance `floor` is found, as
+// no later record can then be strictly nearer: 0 in general, 1 when the
+// caller knows that no record equals the pattern.
+//
+// With SSE2 eight characters are compared at once: PSADBW sums the absolute
+// differences of unsigned bytes, and flipping the top bit of every byte maps
+// the signed character codes onto unsigned ones in the same order, so each
+// sum is exactly PatternDistance. (A record is 16 bytes, its pattern first,
+// so a 16-byte load from a pattern stays inside the table.)
+int32_t NearestRecord(const char* pattern, const SymbolCharacterTable& table, int32_t floor) {
+  // Starts above any distance between two digit patterns (at most 8 x 5), so
+  // a digit pattern always finds a record; a pattern further than this from
+  // every record keeps the first record.
+  int32_t bestDistance = 100;
+  int32_t best = 0;
+  int32_t r = 0;
+#if defined(__SSE2__)
+  const __m128i flip = _mm_set1_epi8(static_cast<char>(0x80));
+  const __m128i one = _mm_xor_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(pattern)), flip);
+  const __m128i probe = _mm_unpacklo_epi64(one, one);
+  const auto patterns = [&](int32_t first) {  // records first and first + 1, eight characters each
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.records[first].pattern));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.records[first + 1].pattern));
+    return _mm_xor_si128(_mm_unpacklo_epi64(a, b), flip);
+  };
+  // Four records at a time; only a group with a distance below the best so
+  // far is looked at record by record, in order, so ties still go to the
+  // first record.
+  for (; r + 4 <= kCodewordCount; r += 4) {
+    const __m128i d01 = _mm_shuffle_epi32(_mm_sad_epu8(probe, patterns(r)), _MM_SHUFFLE(3, 3, 2, 0));
+    const __m128i d23 = _mm_shuffle_epi32(_mm_sad_epu8(probe, patterns(r + 2)), _MM_SHUFFLE(3, 3, 2, 0));
+    const __m128i d = _mm_unpacklo_epi64(d01, d23);
+    if (_mm_movemask_epi8(_mm_cmplt_epi32(d, _mm_set1_epi32(bestDistance))) == 0) continue;
+    alignas(16) int32_t distances[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(distances), d);
+    for (int32_t i = 0; i < 4; ++i) {
+      if (distances[i] < bestDistance) {
+        bestDistance = distances[i];
+        best = r + i;
+        if (bestDistance <= floor) return best;
+      }
+    }
+  }
+#endif
+  for (; r < kCodewordCount; ++r) {
+    const int32_t d = PatternDistance(pattern, table.records[r].pattern);
+    if (d < bestDistance) {
+      bestDistance = d;
+      best = r;
+      if (d <= floor) break;
+    }
+  }
+  return best;
+}
+
+}  // namespace
+
+int32_t FindNearestCodeword(const char* pattern, const SymbolCharacterTable& table) {
+  return table.records[NearestRecord(pattern, table, 0)].codeword;
+}
+
+int32_t ResolveCodeword(const char* pattern, const SymbolCharacterTable& table) {
+  int32_t codeword = 0;
+  if (LookupCodeword(pattern, table, &codeword) == 0) return codeword;
+  // The exact lookup failed, so no record is at distance 0.
+  return table.records[NearestRecord(pattern, table, 1)].codeword;
+}
+
+bool IsSymbolCharacter(const char* pattern) {
+  // Every record of the table of cluster c has the cluster number c (a fact
+  // of the tables, checked by the tests), so only that one table can hold
+  // the pattern, and a pattern whose number is not 0, 3 or 6 is in none.
+  const int32_t cluster = ClusterOfPattern(pattern);
+  if (cluster % 3 != 0) return false;
+  int32_t codeword = 0;
+  return LookupCodeword(pattern, kSymbolCharacterTables[cluster / 3], &codeword) == 0;
+}
+
+}  // namespace pdf417

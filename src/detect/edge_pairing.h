@@ -1,0 +1,40 @@
+// Pairing: a start column and a stop column of one reading direction that
+// face each other squarely, with no other column edge between them, outline
+// a probable symbol.
+#pragma once
+
+#include <cstdint>
+
+#include "detect/detection_workspace.h"
+#include "support/point.h"
+
+namespace pdf417 {
+
+// Midpoint of a cluster's edge: (top + bottom) halved by an arithmetic
+// shift, so halves round down.
+Point EdgeMidpoint(const PatternCluster& c);
+
+// Whether the line joining the two edges' midpoints is within 15 degrees of
+// square to both edges (reduced angles 75 to 105 inclusive).
+bool EdgesFaceEachOther(const PatternCluster& ci, const PatternCluster& cj);
+
+// Whether the edge of another merged cluster (any slot lo..hi-1 other than
+// i and j) crosses the horizontal probe from cluster i's edge midpoint to
+// cluster j's edge x.
+bool PairBlocked(const DetectionWorkspace& ws, int32_t lo, int32_t hi, int32_t i, int32_t j);
+
+// The pairing test for merged clusters ci (slot i) and cj (slot j): kinds
+// that belong together, not blocked, facing each other.
+bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj,
+                  int32_t lo, int32_t hi, int32_t i, int32_t j);
+
+// Fills table for merged clusters L..L+M-1: entry i holds merged cluster i's
+// lowest-numbered partner, if any; only clusters of 4 or more hits take part.
+// Returns 0, or -1 when the table cannot be allocated. With M = 0 no array
+// is allocated.
+int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, PairTable& table);
+
+// Releases the table's array and zeroes its fields.
+void FreePairTable(PairTable& table);
+
+}  // namespace pdf417

@@ -1,0 +1,125 @@
+#include "detect/row_scanner.h"
+
+#include <cstring>
+
+#include "support/alloc.h"
+#include "support/muldiv.h"
+#include "support/row_runs.h"
+
+namespace pdf417 {
+namespace {
+
+// Inclusive bounds of the scaled pair sums s0..s7 of one template; the start
+// templates test s0..s6 only.
+struct PatternTemplate {
+  int32_t kind;
+  int32_t sums;  // number of pair sums tested
+  int32_t low[8];
+  int32_t high[8];
+};
+
+constexpr PatternTemplate kTemplates[4] = {
+    {START_FORWARD, 7, {375, 75, 75, 75, 75, 75, 170, 0}, {525, 125, 125, 125, 125, 125, 250, 0}},
+    {START_REVERSED, 7, {170, 75, 75, 75, 75, 75, 375, 0}, {250, 125, 125, 125, 125, 125, 525, 0}},
+    {STOP_FORWARD, 8, {350, 75, 150, 150, 75, 75, 112, 112}, {450, 125, 250, 250, 125, 125, 188, 188}},
+    {STOP_REVERSED, 8, {112, 112, 75, 75, 150, 150, 75, 350}, {188, 188, 125, 125, 250, 250, 125, 450}},
+};
+
+bool FitsTemplate(const PatternTemplate& t, const int32_t* scaled) {
+  for (int32_t k = 0; k < t.sums; ++k) {
+    if (scaled[k] < t.low[k] || scaled[k] > t.high[k]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int32_t ClassifyWindow(const int32_t* widths) {
+  int32_t sums[8];
+  int32_t smallest = 0;
+  for (int32_t k = 0; k < 8; ++k) {
+    sums[k] = widths[k] + widths[k + 1];
+    if (k == 0 || sums[k] < smallest) smallest = sums[k];
+  }
+  // A smallest sum of 0 makes every scaled sum -1, which fits no template.
+  for (int32_t k = 0; k < 8; ++k) sums[k] = MulDiv(sums[k], 100, smallest);
+  int32_t kind = 0;
+  for (const PatternTemplate& t : kTemplates) {
+    if (FitsTemplate(t, sums)) kind |= t.kind;
+  }
+  return kind;
+}
+
+int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
+  row.count = 0;
+  row.hits = nullptr;
+  const BitImage& image = *ws.image;
+  const uint8_t* pixels = image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride);
+  // Light (a set bit in the page image) is assumed before the first pixel,
+  // so the first change is the row's first dark pixel. A row with more
+  // changes than the run list holds is cut there.
+  const int32_t n = ListRowRuns(pixels, image.width, 1, ws.runs, kRunCapacity);
+  if (n < 6) return 0;
+
+  // Width k is the run from change k+1 to change k+2: even widths are bars,
+  // odd widths spaces; the end markers add three zero widths.
+  const int32_t m = n - 2;
+  for (int32_t k = 0; k < m; ++k) ws.widths[k] = ws.runs[k + 2] - ws.runs[k + 1];
+
+  // Windows advance two runs at a time, so they begin on runs of one colour;
+  // a STOP_REVERSED hit shifts them by one run, onto the other colour, which
+  // is where a mirrored start pattern (beginning with a space) lies. The
+  // search stops once the hit store is full: further hits of the row are
+  // dropped.
+  int32_t found = 0;
+  for (int32_t i = 0; i <= m - 9 && found < kHitCapacity;) {
+    const int32_t kind = ClassifyWindow(ws.widths + i);
+    if (kind != 0) {
+      PatternHit& hit = ws.hits[found++];
+      hit = PatternHit{};
+      hit.firstRun = i;
+      hit.kind = kind;
+      std::memcpy(hit.widths, ws.widths + i, sizeof hit.widths);
+      hit.xStart = ws.runs[i + 1];
+      hit.xEnd = ws.runs[i + (IsStartKind(kind) ? 9 : 10)];
+      hit.y = y;
+    }
+    i += (kind == STOP_REVERSED) ? 3 : 2;
+  }
+  if (found == 0) return 0;
+
+  PatternHit* hits = AllocArray<PatternHit>(static_cast<size_t>(found));
+  if (hits == nullptr) return -1;
+  std::memcpy(hits, ws.hits, sizeof(PatternHit) * static_cast<size_t>(found));
+  row.count = found;
+  row.hits = hits;
+  return 0;
+}
+
+void FreeScanRows(ScanRowList& rows) {
+  for (int32_t i = 0; i < rows.count && rows.rows != nullptr; ++i) {
+    FreeBytes(rows.rows[i].hits);
+    rows.rows[i] = ScanRow{};
+  }
+  FreeBytes(rows.rows);
+  rows = ScanRowList{};
+}
+
+int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows) {
+  rows = ScanRowList{};
+  if (step < 1) return 0;
+  const int32_t count = ws.image->height / step;
+  if (count < 1) return 0;
+  rows.rows = AllocArray<ScanRow>(static_cast<size_t>(count));
+  if (rows.rows == nullptr) return -1;
+  rows.count = count;
+  for (int32_t i = 0; i < count; ++i) {
+    if (ScanOneRow(ws, i * step, rows.rows[i]) != 0) {
+      FreeScanRows(rows);
+      return -1;
+    }
+  }
+  return 0;
+}
+
+}  // namespace pdf417

@@ -1,0 +1,60 @@
+// The library's one picture format: one bit per pixel, rows top to bottom,
+// the most significant bit of a byte its leftmost pixel. In a page image a
+// dark pixel is a 0 bit; in a candidate region (after InvertBitImage) a dark
+// pixel is a 1 bit.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "pdf417/pdf417.h"
+
+namespace pdf417 {
+
+struct BitImage {
+  uint8_t* pixels;   // owned by the record
+  int32_t size;      // stride * height: bytes of the buffer that hold rows
+  int32_t width;     // pixels per row
+  int32_t height;    // rows
+  int32_t stride;    // bytes per row
+  int32_t rowCount;  // equal to height
+};
+
+// Largest pixel buffer the intake accepts (stride * height).
+inline constexpr int64_t kMaxPixelBytes = int64_t{1} << 30;
+
+// Builds a bit image from a packed 1-bit DIB of `length` bytes (layout in
+// pdf417.h). Returns nullptr when the bitmap is refused (bit count not 1,
+// zero width or height, pixel rows over kMaxPixelBytes, block shorter than
+// 48 + stride * height bytes) or memory runs out.
+BitImage* LoadBitImageBytes(const uint8_t* dib, size_t length);
+
+// The same for a memory block: locks it for the copy and unlocks it again.
+// A null or unlockable block is refused.
+BitImage* LoadBitImage(PDF417_Block block);
+
+// New image with the same geometry and a zero-filled buffer; nullptr when
+// memory runs out.
+BitImage* CopyBitImageHeader(const BitImage& image);
+
+// Complements the first size bytes of the buffer. Returns 0.
+int32_t InvertBitImage(BitImage& image);
+
+// Releases the pixel buffer (the record stays). nullptr is accepted.
+void FreeBitImagePixels(BitImage* image);
+
+// Releases the pixel buffer and the record. nullptr is accepted.
+void FreeBitImage(BitImage* image);
+
+struct BitImageDeleter {
+  void operator()(BitImage* image) const { FreeBitImage(image); }
+};
+using BitImagePtr = std::unique_ptr<BitImage, BitImageDeleter>;
+
+// Pixel value (0 or 1) at (x, y); the caller keeps (x, y) inside the image.
+inline int PixelAt(const BitImage& image, int32_t x, int32_t y) {
+  return (image.pixels[static_cast<size_t>(y) * image.stride + (x >> 3)] >> (7 - (x & 7))) & 1;
+}
+
+}  // namespace pdf417

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "image/bit_image.h"
+
+namespace pdf417 {
+
+// Turns the image a quarter turn clockwise in place: pixel (x, y) goes to
+// (H - 1 - y, x). New stride ceil(H / 8). Returns 0, or -1 when memory runs
+// out, in which case the image is left exactly as it was.
+int32_t RotateQuarterTurn(BitImage& image);
+
+// Cuts the box (x1, y1)-(x2, y2) (bounds included, corners in either order)
+// out of source into a new image with `margin` pixels on every side (negative
+// counts as 0), light (bit 1) when fill is set. Box pixel (x, y) lands at
+// (margin + x - minX, margin + y - minY). The box is clamped to the source.
+// Returns 0 and stores the new image (owned by the caller) in *result, or -1
+// leaving *result untouched when the box starts after the last column or row
+// (minX >= width or minY >= height), ends before column or row 0 (maxX < 0 or
+// maxY < 0), or memory runs out.
+int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2,
+                   int32_t y2, int32_t margin, bool fill);
+
+// Turns the image half a turn in place. Returns 0, or -1 when memory runs
+// out (the image is then unchanged).
+int32_t RotateHalfTurn(BitImage& image);
+
+}  // namespace pdf417

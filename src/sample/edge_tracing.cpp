@@ -1,0 +1,327 @@
+#include "sample/edge_tracing.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+
+#include "detect/geometry.h"
+#include "support/alloc.h"
+#include "support/line_fit.h"
+#include "support/row_runs.h"
+
+namespace pdf417 {
+namespace {
+
+inline uint8_t* PixelByte(BitImage& image, int32_t x, int32_t y) {
+  return image.pixels + static_cast<size_t>(y) * image.stride + (x >> 3);
+}
+
+inline void SetPixel(BitImage& image, int32_t x, int32_t y) {
+  *PixelByte(image, x, y) |= static_cast<uint8_t>(0x80u >> (x & 7));
+}
+
+inline void ClearPixel(BitImage& image, int32_t x, int32_t y) {
+  *PixelByte(image, x, y) &= static_cast<uint8_t>(~(0x80u >> (x & 7)));
+}
+
+// Pixel test that treats every position outside the image as clear.
+inline bool IsSet(const BitImage& image, int32_t x, int32_t y) {
+  if (x < 0 || y < 0 || x >= image.width || y >= image.height) return false;
+  return PixelAt(image, x, y) != 0;
+}
+
+}  // namespace
+
+double Projection(const ReaderFrame& frame, int32_t x, int32_t y) {
+  return (x - frame.origin.x + 1) * frame.cosTheta + (y - frame.origin.y) * frame.sinTheta;
+}
+
+BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws) {
+  BitImage* marks = CopyBitImageHeader(image);
+  if (marks == nullptr) return nullptr;
+  for (int32_t y = 0; y < image.height; ++y) {
+    const uint8_t* row = image.pixels + static_cast<size_t>(y) * image.stride;
+    // The run list is cut at the workspace's capacity: a row with more
+    // changes than that loses the marks after the cut, never more.
+    const int32_t n = ListRowRuns(row, image.width, 0, ws.rowRuns, kScanLineCapacity);
+    if (n <= 5) continue;
+    const int32_t starts = (n - 4) / 2;
+    for (int32_t e = 0; e < starts; ++e) {
+      const int32_t x = ws.rowRuns[2 * e + 1];
+      if (x >= 0 && x < image.width) SetPixel(*marks, x, y);
+    }
+  }
+  return marks;
+}
+
+bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32_t y, int32_t tries,
+                       int32_t* foundX, int32_t* back) {
+  for (int32_t i = 0; i <= tries; ++i) {
+    if (IsSet(barStarts, x + i * step, y)) {
+      *foundX = x + i * step;
+      *back = 0;
+      return true;
+    }
+  }
+  for (int32_t i = 1; i <= tries; ++i) {
+    if (IsSet(barStarts, x - i * step, y)) {
+      *foundX = x - i * step;
+      *back += 1;
+      return true;
+    }
+  }
+  return false;
+}
+
+int32_t FitEdge(EdgeTrace& edge) {
+  const int32_t n = edge.pointCount;
+  Owned<int32_t[]> abscissa = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
+  Owned<int32_t[]> ordinate = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
+  if (!abscissa || !ordinate) return -1;
+  const Point first = edge.points[0];
+  const Point last = edge.points[n - 1];
+  // Fit along the edge's longer extent; the record does not note which way
+  // the fit was made, and consumers always read x = slope * y + intercept.
+  const bool yAbscissa = std::abs(last.x - first.x) <= std::abs(last.y - first.y);
+  for (int32_t j = 0; j < n; ++j) {
+    const Point p = edge.points[j];
+    abscissa[j + 1] = yAbscissa ? p.y : p.x;
+    ordinate[j + 1] = yAbscissa ? p.x : p.y;
+  }
+  FitRobustLine(abscissa.get(), ordinate.get(), n, &edge.intercept, &edge.slope, &edge.deviation);
+  return 0;
+}
+
+int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int32_t y, EdgeTrace& edge) {
+  // One point per row from y down: rows y .. height - 1 hold at most
+  // height - y points, so this room never fills (the check below only keeps
+  // the write in bounds). Sizing it to the rows left rather than to the
+  // whole image keeps the zero-filled block small: a symbol region has
+  // thousands of short edges.
+  const int64_t capacity = std::max<int64_t>(int64_t{barStarts.height} - y + 1, 1);
+  edge.points = AllocArray<Point>(static_cast<size_t>(capacity));
+  if (edge.points == nullptr) {
+    edge.count = 0;
+    return -1;
+  }
+  edge.pointCapacity = static_cast<int32_t>(capacity);
+  edge.upperEnd = Point{x, y};
+  int32_t n = 1;
+  edge.points[0] = Point{x, y};
+  edge.pointCount = 1;
+  double sum = edge.meanProjection;
+  double mean = edge.meanProjection;
+  int32_t back = 0;
+  const int32_t step = frame.stepDirection;
+
+  int32_t nextX = 0;
+  bool found = FindNextEdgePixel(barStarts, step, x, y + 1, 2, &nextX, &back);
+  if (found && back == 0) {
+    for (;;) {
+      x = nextX;
+      y = y + 1;
+      if (edge.pointCount < edge.pointCapacity) edge.points[edge.pointCount++] = Point{x, y};
+      const double q = Projection(frame, x, y);
+      if (std::fabs(q - mean) >= frame.tolerance) break;  // stored, neither counted nor cleared
+      sum += q;
+      ++n;
+      mean = sum / n;
+      ClearPixel(barStarts, x, y);
+      if (!FindNextEdgePixel(barStarts, step, x, y + 1, 2, &nextX, &back)) break;
+    }
+  }
+  edge.lowerEnd = Point{x, y};
+  edge.meanProjection = mean;
+  edge.count = n - back;
+  // An edge whose points could not be fitted has no line; it is dropped
+  // (count 0) rather than failing the whole read.
+  if (edge.count >= 3 && FitEdge(edge) != 0) edge.count = 0;
+  FreeBytes(edge.points);
+  edge.points = nullptr;
+  return 0;
+}
+
+int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count) {
+  *edges = nullptr;
+  *count = 0;
+  int32_t capacity = kEdgeStoreStep;
+  EdgeTrace* store = AllocArray<EdgeTrace>(static_cast<size_t>(capacity));
+  if (store == nullptr) return 20;
+  int32_t n = 0;
+  for (int32_t y = 0; y + 1 < barStarts.height; ++y) {
+    const uint8_t* row = barStarts.pixels + static_cast<size_t>(y) * barStarts.stride;
+    int32_t x = 0;
+    while (x < barStarts.width) {
+      // Marks before x in this row have been used (cleared) already.
+      const uint8_t bits = static_cast<uint8_t>(row[x >> 3] & (0xFFu >> (x & 7)));
+      if (bits == 0) {
+        x = (x | 7) + 1;
+        continue;
+      }
+      x = (x & ~7) + std::countl_zero(bits);
+      if (x >= barStarts.width) break;
+      ++n;
+      if (n % kEdgeStoreStep == 0) {
+        EdgeTrace* grown = ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(n) + kEdgeStoreStep);
+        if (grown == nullptr) {
+          FreeEdgeStore(store, n - 1);
+          return 20;
+        }
+        store = grown;
+        capacity = n + kEdgeStoreStep;
+      }
+      EdgeTrace& edge = store[n - 1];
+      edge.meanProjection = Projection(frame, x, y);
+      ClearPixel(barStarts, x, y);
+      // A failure to get point storage leaves this edge without points; the
+      // trace goes on with the next mark.
+      FollowEdge(barStarts, frame, x, y, edge);
+      ++x;
+    }
+  }
+  if (n == 0) {
+    FreeBytes(store);
+    return 20;
+  }
+  EdgeTrace* shrunk = ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(n));
+  if (shrunk == nullptr) {
+    FreeEdgeStore(store, n);
+    return 20;
+  }
+  *edges = shrunk;
+  *count = n;
+  return 0;
+}
+
+int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit) {
+  EdgeTrace* store = *edges;
+  const int32_t old = *count;
+  int32_t kept = 0;
+  for (int32_t i = 0; i < old; ++i) {
+    if (store[i].count > limit) store[kept++] = store[i];
+  }
+  *edges = nullptr;
+  *count = 0;
+  if (kept == 0) {
+    FreeBytes(store);
+    return 20;
+  }
+  EdgeTrace* shrunk = ResizeArray(store, static_cast<size_t>(old), static_cast<size_t>(kept));
+  if (shrunk == nullptr) {
+    FreeBytes(store);
+    return 20;
+  }
+  *edges = shrunk;
+  *count = kept;
+  return 0;
+}
+
+int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference,
+                    EdgeSelection& selection) {
+  selection = EdgeSelection{};
+  const int32_t n = std::max(count, 0);
+  Owned<EdgeTrace[]> copy = MakeOwnedArray<EdgeTrace>(static_cast<size_t>(n));
+  if (!copy) return -1;
+  for (int32_t i = 0; i < n; ++i) {
+    copy[i] = edges[i];
+    copy[i].points = nullptr;
+    copy[i].pointCapacity = 0;
+    copy[i].pointCount = 0;
+  }
+  std::sort(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
+  // 2k + 9 and k + 9 in 64 bits: k comes from the candidate's width estimate.
+  const int64_t wanted = 2 * int64_t{k} + 9;
+  const int32_t kept = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, n));
+  const int64_t used = int64_t{k} + 9;
+  EdgeTrace* chosen = AllocArray<EdgeTrace>(static_cast<size_t>(kept));
+  if (chosen == nullptr) return -1;
+  for (int32_t i = 0; i < kept; ++i) {
+    chosen[i] = copy[i];
+    chosen[i].distance = PointLineDistance(chosen[i].upperEnd, chosen[i].lowerEnd, reference);
+  }
+  const int32_t ordered = static_cast<int32_t>(std::clamp<int64_t>(used, 0, kept));
+  std::sort(chosen, chosen + ordered,
+            [](const EdgeTrace& a, const EdgeTrace& b) { return a.distance < b.distance; });
+  selection.kept = kept;
+  selection.used = static_cast<int32_t>(std::clamp<int64_t>(used, INT32_MIN, INT32_MAX));
+  selection.edges = chosen;
+  return 0;
+}
+
+namespace {
+
+// The projections of the outermost edges at least half as long as the
+// longest; false when there are fewer than two such edges.
+bool LongEdgeSpan(const EdgeTrace* edges, int32_t count, int32_t* longest, double* left, double* right) {
+  *longest = 0;
+  for (int32_t i = 0; i < count; ++i) *longest = std::max(*longest, edges[i].count);
+  int32_t n = 0;
+  for (int32_t i = 0; i < count; ++i) {
+    if (2 * int64_t{edges[i].count} < *longest) continue;
+    const double p = edges[i].meanProjection;
+    if (n++ == 0) *left = *right = p;
+    *left = std::min(*left, p);
+    *right = std::max(*right, p);
+  }
+  return n >= 2 && *right > *left;
+}
+
+}  // namespace
+
+int32_t ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth) {
+  int32_t longest;
+  double left, right;
+  if (patternWidth < 1 || !LongEdgeSpan(edges, count, &longest, &left, &right)) return 0;
+  // From the start pattern's first bar to the stop pattern's last bar there
+  // are 17 (k + 2) modules.
+  return static_cast<int32_t>(std::lround((right - left) / patternWidth)) - 2;
+}
+
+int32_t SelectEdgesByLayout(const EdgeTrace* edges, int32_t count, int32_t k, EdgeSelection& selection) {
+  selection = EdgeSelection{};
+  int32_t longest;
+  double left, right;
+  if (k < 1 || k > 1000 || !LongEdgeSpan(edges, count, &longest, &left, &right)) return -1;
+  const int32_t used = k + 9;
+  const double unit = (right - left) / (17.0 * (k + 2));
+  EdgeTrace* chosen = AllocArray<EdgeTrace>(static_cast<size_t>(used));
+  if (chosen == nullptr) return -1;
+  for (int32_t i = 0; i < used; ++i) {
+    static constexpr int32_t kStartBars[4] = {0, 9, 11, 13};
+    static constexpr int32_t kStopBars[4] = {8, 12, 14, 17};
+    const int32_t modules = i < 4 ? kStartBars[i] : i <= k + 4 ? 17 * (i - 3) : 17 * (k + 1) + kStopBars[i - k - 5];
+    const double place = left + modules * unit;
+    int32_t best = -1;
+    double nearest = 0.75 * unit;
+    for (int32_t e = 0; e < count; ++e) {
+      if (2 * int64_t{edges[e].count} < longest) continue;
+      const double off = std::fabs(edges[e].meanProjection - place);
+      if (off <= nearest) nearest = off, best = e;
+    }
+    if (best < 0) {
+      FreeBytes(chosen);
+      return -1;
+    }
+    chosen[i] = edges[best];
+    chosen[i].points = nullptr;
+    chosen[i].pointCapacity = chosen[i].pointCount = 0;
+  }
+  selection.kept = used;
+  selection.used = used;
+  selection.edges = chosen;
+  return 0;
+}
+
+void FreeEdgeStore(EdgeTrace* edges, int32_t count) {
+  if (edges == nullptr) return;
+  for (int32_t i = 0; i < count; ++i) FreeBytes(edges[i].points);
+  FreeBytes(edges);
+}
+
+void FreeEdgeSelection(EdgeSelection& selection) {
+  FreeBytes(selection.edges);
+  selection = EdgeSelection{};
+}
+
+}  // namespace pdf417

@@ -1,0 +1,172 @@
+#include "sample/grid_sampling.h"
+
+#include <algorithm>
+
+#include "decode/cell_grid.h"
+#include "decode/matrix_decoder.h"
+#include "sample/module_classification.h"
+#include "sample/row_count.h"
+#include "sample/row_indicators.h"
+#include "support/alloc.h"
+#include "support/line_sampler.h"
+#include "support/muldiv.h"
+
+namespace pdf417 {
+int32_t IntersectWithFittedLine(int32_t xa, int32_t ya, int32_t xb, int32_t yb, float slope, float intercept,
+                                Point* out) {
+  // A vertical line is carried as the slope 1e200 rather than divided by 0.
+  const double m = (xb != xa) ? static_cast<double>(yb - ya) / static_cast<double>(xb - xa) : 1e200;
+  const double c = ya - xa * m;
+  const double d = 1.0 - m * slope;
+  double x = -1.0, y = -1.0;
+  int32_t status = -1;
+  if (d != 0.0) {
+    y = (m * intercept + c) / d;
+    x = y * slope + intercept;
+    status = 0;
+  }
+  out->x = TruncToInt32(x + 0.5);
+  out->y = TruncToInt32(y + 0.5);
+  return status;
+}
+
+void RowSamplePoints(Point a, Point b, int32_t rows, const RowSimilarityProfile& profile, Point* points,
+                     bool centred) {
+  const int32_t d = RoundedDistance(a, b);
+  const int32_t dx = b.x - a.x, dy = b.y - a.y;
+  const int32_t L = profile.values != nullptr ? profile.length : 0;
+  int32_t best_t = 0;
+  for (int32_t i = 0; i < rows; ++i) {
+    const int32_t from = MulDiv(i, d, rows) + 1;
+    const int32_t to = MulDiv(i + 1, d, rows) - 1;
+    int32_t best = 0;
+    int32_t stretchStart = 0, stretchLength = 0, longest = 0;
+    for (int32_t t = from; t <= to; ++t) {
+      const int32_t index = MulDiv(t, L, d);
+      const int32_t v = (index >= 0 && index < L) ? profile.values[index] : 0;
+      if (v > best) {
+        best = v;
+        best_t = t;
+        stretchStart = t;
+        stretchLength = longest = 0;
+      }
+      if (centred && v == best && v > 0) {
+        if (stretchLength == 0 || t != stretchStart + stretchLength) stretchStart = t, stretchLength = 0;
+        if (++stretchLength > longest) {
+          longest = stretchLength;
+          best_t = stretchStart + (stretchLength - 1) / 2;
+        }
+      }
+    }
+    points[i] = Point{a.x + MulDiv(best_t, dx, d), a.y + MulDiv(best_t, dy, d)};
+  }
+}
+
+int32_t SampleElementWidths(const BitImage& image, Point a, Point b, SamplingWorkspace& ws, int32_t* widths) {
+  const int32_t n = SampleLine(image.pixels, image.stride, a.x, a.y, b.x, b.y, ws.positions, ws.xs, ws.ys,
+                               kScanLineCapacity, image.height, image.width, 0);
+  if (n < 6) return 0;
+  int32_t written = 0;
+  for (int32_t q = 1; q < n - 2 && written < 8; ++q) {
+    const int32_t w = ws.positions[q + 1] - ws.positions[q];
+    if (w == 0) break;
+    widths[written++] = w;
+  }
+  return written;
+}
+
+void CountElementWidths(const int32_t* matrix, int64_t elements, int32_t* bars, int32_t* spaces, int32_t H) {
+  if (H < 1) return;
+  for (int64_t e = 0; e < elements; ++e) {
+    // Elements alternate bar, space from the start of every row (8k is even).
+    int32_t* histogram = (e % 2 == 0) ? bars : spaces;
+    ++histogram[std::clamp(matrix[e], 0, H - 1)];
+  }
+}
+
+void SampleColumnWidths(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t j,
+                        int32_t columns, SamplingWorkspace& ws, int32_t* matrix) {
+  const size_t rowLength = static_cast<size_t>(columns) * 8;
+  for (int32_t i = 0; i < rows; ++i) {
+    int32_t* cell = matrix + static_cast<size_t>(rows - 1 - i) * rowLength + static_cast<size_t>(j) * 8;
+    SampleElementWidths(image, left[i], right[i], ws, cell);
+  }
+}
+
+int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
+                       const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid, GridReading reading) {
+  grid = CellGrid{};
+  const int32_t k = selection.used - 9;
+  // The boundaries are selected edges 4 .. k + 4, so the selection must hold
+  // k + 9 records; the reader checks that before it comes here.
+  const int64_t cellCount = int64_t{k} * rows;
+  if (k < 1 || rows < 1 || selection.kept < selection.used || cellCount > INT32_MAX / 8) return -1;
+  const int32_t H = RoundedDistance(p1, p3);
+  Owned<int32_t[]> bars = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
+  Owned<int32_t[]> spaces = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
+  Owned<Point[]> left = MakeOwnedArray<Point>(static_cast<size_t>(rows));
+  Owned<Point[]> right = MakeOwnedArray<Point>(static_cast<size_t>(rows));
+  Owned<int32_t[]> matrix = MakeOwnedArray<int32_t>(static_cast<size_t>(cellCount) * 8);
+  Owned<Point[]> bottom = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<Point[]> top = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  if (!bars || !spaces || !left || !right || !matrix || !bottom || !top) return -1;
+
+  // Boundary j is selected edge j + 4: edges 0 to 3 are the start pattern's
+  // bars. A parallel line leaves the point at (0, 0).
+  for (int32_t j = 0; j <= k; ++j) {
+    const EdgeTrace& e = selection.edges[j + 4];
+    IntersectWithFittedLine(p1.x, p1.y, p3.x, p3.y, e.slope, e.intercept, &bottom[j]);
+    IntersectWithFittedLine(p0.x, p0.y, p2.x, p2.y, e.slope, e.intercept, &top[j]);
+  }
+  const bool centred = reading == GridReading::kByCodewordTotal;
+  for (int32_t j = 0; j < k; ++j) {
+    RowSamplePoints(bottom[j], top[j], rows, ws.profile, left.get(), centred);
+    RowSamplePoints(bottom[j + 1], top[j + 1], rows, ws.profile, right.get(), centred);
+    SampleColumnWidths(image, left.get(), right.get(), rows, j, k, ws, matrix.get());
+  }
+  if (reading == GridReading::kByCodewordTotal) {
+    return BuildCellGridByTotal(matrix.get(), static_cast<int32_t>(cellCount), grid) == 0 ? 0 : -1;
+  }
+  CountElementWidths(matrix.get(), cellCount * 8, bars.get(), spaces.get(), H);
+  // A histogram without its peaks labels every width 0 ("no class"); its
+  // cells then carry no candidate and decoding deals with them.
+  LabelWidthHistogram(bars.get(), H);
+  LabelWidthHistogram(spaces.get(), H);
+  return BuildCellGrid(matrix.get(), static_cast<int32_t>(cellCount), bars.get(), spaces.get(), H, grid) == 0 ? 0
+                                                                                                              : -1;
+}
+
+int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
+                           const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
+                           GridSamplingResult& result, GridReading reading) {
+  const int32_t k = selection.used - 9;
+  result.columns = k;
+  result.boundaries = k + 1;
+  result.rows = rows;
+  result.text = nullptr;
+  CellGrid grid{};
+  int32_t status = SampleCellGrid(image, p1, p3, p0, p2, rows, selection, ws, grid, reading);
+  if (status == 0) {
+    if (reading == GridReading::kByCodewordTotal) {
+      const IndicatedSize size = ReadIndicatedSize(grid, rows, k);
+      result.indicatedRows = size.rows;
+      result.indicatedDataColumns = size.dataColumns;
+    }
+    uint8_t* text = nullptr;
+    const int32_t decoded = DecodeCodewordMatrix(correction, grid, rows, k, &text, &result.textLength,
+                                                 &result.rowsReversed, &result.errorCorrectionLevel, &result.mode,
+                                                 &result.confidence, &result.lengthFits);
+    // Only a successful decode hands out text; anything else left behind is
+    // released so that a missing text always means "not decoded".
+    if (decoded != 0) {
+      FreeBytes(text);
+      text = nullptr;
+    }
+    result.text = text;
+  }
+  FreeCellGrid(grid);
+  ReleaseRowSimilarityProfile(ws);
+  return status;
+}
+
+}  // namespace pdf417

@@ -1,0 +1,95 @@
+// Codeword grid sampling: draws the column boundaries between the symbol's
+// bottom and top lines, places one sample line per row where neighbouring
+// scan lines agree best, measures eight element widths per codeword, turns
+// widths into module counts through two width histograms and has the grid
+// decoded.
+#pragma once
+
+#include <cstdint>
+
+#include "decode/cell_grid.h"
+#include "image/bit_image.h"
+#include "sample/edge_tracing.h"
+#include "sample/sampling_workspace.h"
+#include "support/point.h"
+
+namespace pdf417 {
+
+struct CorrectionWorkspace;
+
+// How a grid is read. The specified reading places each row's sample line at
+// the first position where neighbouring scan lines agree best and labels
+// widths through the symbol's two width histograms. The second reading is
+// tried only when that one decodes nothing: it places the line in the middle
+// of the longest stretch of best agreement and measures every codeword
+// against its own 17-module total. On crisp skewed symbols the first
+// position of best agreement lies one pixel inside the row border, where the
+// line clips the neighbouring row; and a symbol without any 6-module element
+// gets only five histogram peaks, for which the histogram labelling shifts
+// every label. The second reading is not affected by either.
+enum class GridReading { kSpecified, kByCodewordTotal };
+
+struct GridSamplingResult {
+  int32_t columns;      // k, row indicator columns included
+  int32_t boundaries;   // k + 1
+  int32_t rows;
+  uint8_t* text;        // decoded text (FreeBytes), or nullptr
+  int32_t textLength;
+  int32_t rowsReversed;
+  int32_t errorCorrectionLevel;
+  int32_t mode;
+  int32_t confidence;
+  int32_t lengthFits;   // 1 when the decoded symbol is consistent (see DecodeCodewordMatrix)
+  int32_t indicatedRows;         // second reading only: R and C as the row indicators
+  int32_t indicatedDataColumns;  // of the sampled grid state them, 0 when unknown
+};
+
+// Where the line through (xa, ya) and (xb, yb) meets the fitted edge line
+// x = slope * y + intercept, each coordinate rounded by adding 0.5 and
+// truncating. Returns 0, or -1 for parallel lines (the point is then (0, 0)).
+int32_t IntersectWithFittedLine(int32_t xa, int32_t ya, int32_t xb, int32_t yb, float slope, float intercept,
+                                Point* out);
+
+// One sample point per row on the boundary from a (bottom) to b (top),
+// bottom row first, placed where the row similarity profile peaks within
+// the row's band. points holds `rows` entries.
+// With centred set, the point goes to the middle of the longest stretch of
+// the best value in the band instead of its first position.
+void RowSamplePoints(Point a, Point b, int32_t rows, const RowSimilarityProfile& profile, Point* points,
+                     bool centred = false);
+
+// Up to eight widths of the runs along a -> b, starting with the first dark
+// run; returns how many were written to widths (the others stay as they are).
+int32_t SampleElementWidths(const BitImage& image, Point a, Point b, SamplingWorkspace& ws, int32_t* widths);
+
+// Fills codeword column j (elements 8j..8j+7) of every row of the width
+// matrix (rows x 8 * columns); left[i] and right[i] belong to matrix row
+// rows - 1 - i.
+void SampleColumnWidths(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t j,
+                        int32_t columns, SamplingWorkspace& ws, int32_t* matrix);
+
+// Counts every element of the width matrix (rows of bar, space, bar, ...)
+// into the bar or space histogram of H counters, zero widths included.
+// Widths of H or more have no counter of their own and are counted at H - 1,
+// the widest class, just as the cell classifier gives such a width the label
+// of the nearest width it has; with H < 1 nothing is counted.
+void CountElementWidths(const int32_t* matrix, int64_t elements, int32_t* bars, int32_t* spaces, int32_t H);
+
+// Samples the width matrix between the bottom line p1-p3 and the top line
+// p0-p2 on the boundaries selected edges 4 .. k + 4 (k = selection.used - 9),
+// labels the two width histograms and builds the cell grid (owned by the
+// caller, FreeCellGrid). Returns 0, or -1 when k < 1, rows < 1, the
+// selection holds fewer than k + 9 records or storage runs out (grid empty).
+// Leaves the row similarity profile in place.
+int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
+                       const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid,
+                       GridReading reading = GridReading::kSpecified);
+
+// Samples, classifies and decodes the grid between the bottom line p1-p3 and
+// the top line p0-p2. Returns 0, or -1 when k < 1, rows < 1 or storage runs
+// out (no text then). Always releases the row similarity profile.
+int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
+                           const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
+                           GridSamplingResult& result, GridReading reading = GridReading::kSpecified);
+
+}  // namespace pdf417

@@ -1,0 +1,182 @@
+#include "sample/module_classification.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/alloc.h"
+
+namespace pdf417 {
+namespace {
+
+// Histogram with the given counts at the given widths, zero elsewhere.
+std::vector<int32_t> Histogram(int32_t H, std::vector<std::pair<int32_t, int32_t>> counts) {
+  std::vector<int32_t> h(H, 0);
+  for (auto [w, n] : counts) h[w] = n;
+  return h;
+}
+
+// Labels from valleys v[0..4]: 1 below v0, -1 at v0, 2 up to v1, ...
+std::vector<int32_t> LabelsFromValleys(int32_t H, std::vector<int32_t> v) {
+  std::vector<int32_t> labels(H);
+  int32_t m = 1;
+  for (int32_t w = 0; w < H; ++w) {
+    if (m <= 5 && w == v[m - 1]) {
+      labels[w] = -m;
+      ++m;
+    } else {
+      labels[w] = m;
+    }
+  }
+  return labels;
+}
+
+TEST(LabelWidthHistogram, PeaksValleysAndLabels) {
+  struct Case {
+    const char* name;
+    std::vector<int32_t> h;
+    std::vector<int32_t> valleys;
+  };
+  const Case cases[] = {
+      // Peaks 3, 6, ..., 18 with empty gaps: each valley is the first zero after its peak.
+      {"six clear peaks", Histogram(24, {{3, 10}, {6, 8}, {9, 6}, {12, 5}, {15, 4}, {18, 3}}), {4, 7, 10, 13, 16}},
+      // Valley at the smallest count between two peaks, the first on ties.
+      {"valley at smallest count",
+       Histogram(24, {{3, 10}, {4, 3}, {5, 1}, {6, 8}, {7, 2}, {8, 2}, {9, 6}, {12, 5}, {15, 4}, {18, 3}}),
+       {5, 7, 10, 13, 16}},
+      // Five peaks, gaps 4, 6, 6, 6, 6: the sixth goes at (4 + 10) div 2 = 7.
+      {"five peaks, widest gap inside", Histogram(32, {{4, 9}, {10, 9}, {16, 9}, {22, 9}, {28, 9}}),
+       {5, 8, 11, 17, 23}},
+      // Five peaks, gaps 9, 6, 6, 6, 6: the sixth goes at 9 div 2 = 4, before the first.
+      {"five peaks, widest gap from 0", Histogram(36, {{9, 9}, {15, 9}, {21, 9}, {27, 9}, {33, 9}}),
+       {5, 10, 16, 22, 28}},
+      // Eight peaks: the first six are used, the rest of the widths are 6 modules.
+      {"more than six peaks",
+       Histogram(40, {{2, 9}, {5, 9}, {8, 9}, {11, 9}, {14, 9}, {17, 9}, {20, 9}, {23, 9}}),
+       {3, 6, 9, 12, 15}},
+      // A flat top is a peak at its first position when it falls off after it.
+      {"flat tops", Histogram(30, {{3, 7}, {4, 7}, {8, 5}, {9, 5}, {10, 5}, {13, 4}, {17, 3}, {21, 2}, {25, 1}}),
+       {5, 11, 14, 18, 22}},
+      // A flat top that rises again is no peak: 3..4 at 7 rises to 9 at 5.
+      {"flat top rising", Histogram(30, {{3, 7}, {4, 7}, {5, 9}, {8, 5}, {12, 4}, {16, 3}, {20, 2}, {24, 1}}),
+       {6, 9, 13, 17, 21}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<int32_t> h = c.h;
+    EXPECT_EQ(LabelWidthHistogram(h.data(), static_cast<int32_t>(h.size())), 0);
+    EXPECT_EQ(h, LabelsFromValleys(static_cast<int32_t>(h.size()), c.valleys));
+  }
+}
+
+TEST(LabelWidthHistogram, FewerThanFivePeaksLeaveEveryWidthUnlabelled) {
+  struct Case {
+    const char* name;
+    std::vector<int32_t> h;
+  };
+  const Case cases[] = {
+      {"four peaks", Histogram(20, {{3, 4}, {6, 4}, {9, 4}, {12, 4}})},
+      {"empty", Histogram(20, {})},
+      // A flat top running to the end gives no peak: four peaks only.
+      {"flat top to the end", {0, 5, 0, 5, 0, 5, 0, 5, 0, 3, 3, 3}},
+      {"H = 0", {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<int32_t> h = c.h;
+    EXPECT_EQ(LabelWidthHistogram(h.data(), static_cast<int32_t>(h.size())), -1);
+    EXPECT_EQ(h, std::vector<int32_t>(c.h.size(), 0));
+  }
+}
+
+// Labels where width w = 1..6 means w sure modules and width 10 + m means
+// the valley between m and m + 1 modules (label -m).
+std::vector<int32_t> DirectLabels() {
+  std::vector<int32_t> labels(20, 0);
+  for (int32_t w = 1; w <= 6; ++w) labels[w] = w;
+  for (int32_t m = 1; m <= 5; ++m) labels[10 + m] = -m;
+  return labels;
+}
+
+std::string Digits(const char* p) { return std::string(p, p + 8); }
+
+TEST(ClassifyCell, DeficitRulesAndEnumerationOrder) {
+  struct Case {
+    const char* name;
+    std::vector<int32_t> widths;
+    std::string moduleDigits;  // "" for all zero bytes
+    std::vector<std::string> candidates;
+  };
+  const Case cases[] = {
+      // Labels 3 1 1 1 1 1 3 -5: deficit 1 = one ambiguous element, raised to 6.
+      {"31111136", {3, 1, 1, 1, 1, 1, 3, 15}, "31111136", {"31111136"}},
+      // Eight sure elements summing to 16: deficit 1 > 0 ambiguous; accepted short.
+      {"sure sum 16", {3, 1, 1, 1, 1, 1, 3, 5}, "31111135", {"31111135"}},
+      // Deficit 2 > one ambiguous element: lower counts accepted.
+      {"deficit above ambiguous", {3, 1, 1, 1, 1, 1, 2, 15}, "31111125", {"31111125"}},
+      // Deficit 1, ambiguous 1, 2, 3, 5, 7: single raises in element order;
+      // "22411232" is no symbol character and is skipped.
+      {"deficit 1", {2, 12, 13, 11, 1, 12, 3, 12}, "22311232",
+       {"23311232", "22321232", "22311332", "22311233"}},
+      // Deficit 2, ambiguous 3, 5, 7: pairs (3,7), (3,5), (5,7).
+      {"deficit 2", {1, 1, 1, 11, 1, 13, 4, 13}, "11111343", {"11121344", "11121443", "11111444"}},
+      // Deficit 3, ambiguous 1, 3, 5, 7: triples (1,5,7), (1,3,5), (3,5,7).
+      {"deficit 3", {1, 12, 4, 13, 1, 11, 1, 11}, "12431111", {"13431212", "13441211", "12441212"}},
+      // Deficit 3, ambiguous 1, 2, 3, 5, 6, 7: all five combinations are
+      // symbol characters, (1,6,7) first. No input has more than five valid
+      // combinations with the real tables, so the cap of five is never cut.
+      {"five candidates", {1, 11, 11, 11, 1, 11, 13, 15}, "11111135",
+       {"12111146", "12221135", "11221235", "11121245", "11111246"}},
+      // Deficit 4 below the ambiguous count: no candidate, digits zero.
+      {"deficit 4", {1, 12, 12, 12, 1, 11, 12, 12}, "", {}},
+      // Deficit 1 with two ambiguous spaces in a cluster-5 pattern: raising a
+      // space keeps the cluster, so neither raise is a symbol character.
+      {"no valid raise", {1, 11, 1, 11, 1, 1, 5, 5}, "11111155", {}},
+      // A width labelled 0 (unlabelled histogram): no candidates.
+      {"unlabelled width", {3, 1, 1, 1, 1, 1, 3, 7}, "", {}},
+      // Widths outside the histogram take the nearest label: -4 as width 0
+      // (label 0, no candidates) ...
+      {"negative width", {-4, 1, 1, 1, 1, 1, 3, 6}, "", {}},
+      // ... and 99 as width 19 (label 0 here too).
+      {"width beyond H", {3, 1, 1, 1, 1, 1, 3, 99}, "", {}},
+  };
+  const std::vector<int32_t> labels = DirectLabels();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    CodewordCell cell{};
+    std::copy(c.widths.begin(), c.widths.end(), cell.elementWidths);
+    cell.candidateCount = 99;  // overwritten
+    ClassifyCell(cell, labels.data(), labels.data(), static_cast<int32_t>(labels.size()));
+    EXPECT_EQ(Digits(cell.moduleDigits), c.moduleDigits.empty() ? std::string(8, '\0') : c.moduleDigits);
+    ASSERT_EQ(cell.candidateCount, static_cast<int32_t>(c.candidates.size()));
+    for (int32_t k = 0; k < 5; ++k) {
+      EXPECT_EQ(Digits(cell.candidates[k]), k < cell.candidateCount ? c.candidates[k] : std::string(8, '\0'));
+    }
+  }
+}
+
+TEST(BuildCellGrid, ClassifiesEveryCellAndReportsAllocationFailure) {
+  const std::vector<int32_t> labels = DirectLabels();
+  const std::vector<int32_t> widths = {3, 1, 1, 1, 1, 1, 3, 15, 1, 12, 4, 13, 1, 11, 1, 11};
+  const long live = alloc_testing::Live();
+  CellGrid grid{};
+  ASSERT_EQ(BuildCellGrid(widths.data(), 2, labels.data(), labels.data(), 20, grid), 0);
+  ASSERT_EQ(grid.count, 2);
+  EXPECT_EQ(grid.cells[0].elementWidths[7], 15);
+  EXPECT_EQ(Digits(grid.cells[0].candidates[0]), "31111136");
+  EXPECT_EQ(grid.cells[1].candidateCount, 3);
+  FreeCellGrid(grid);
+  EXPECT_EQ(grid.count, 0);
+  EXPECT_EQ(grid.cells, nullptr);
+
+  alloc_testing::FailOnly(1);
+  EXPECT_EQ(BuildCellGrid(widths.data(), 2, labels.data(), labels.data(), 20, grid), -1);
+  alloc_testing::Reset();
+  EXPECT_EQ(grid.count, 0);
+  EXPECT_EQ(grid.cells, nullptr);
+  EXPECT_EQ(alloc_testing::Live(), live);
+}
+
+}  // namespace
+}  // namespace pdf417

@@ -1,0 +1,44 @@
+// Reading many files: pages are read on worker threads, each with a library
+// handle of its own, and reported on the calling thread in input order.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "image_file.h"
+#include "page_reader.h"
+
+namespace pdf417read {
+
+struct BatchOptions {
+  int jobs = 1;               // worker threads (at least 1)
+  int threshold = -1;         // forced grey threshold 0..256, or -1 for Otsu
+  std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
+};
+
+// The outcome of one page: its results, or the reason it could not be read.
+struct PageOutcome {
+  int page = 1;  // 1-based
+  std::vector<SymbolRecord> symbols;
+  std::string error;
+};
+
+// Called on the thread that runs RunBatch, strictly in input order.
+struct BatchSink {
+  // A file that could not be opened or recognised (no page of it was read).
+  std::function<void(size_t file, const std::string& reason)> fileError;
+  // One page of a file that has pageCount pages.
+  std::function<void(size_t file, int pageCount, const PageOutcome& outcome)> page;
+  // Pages finished so far and pages known so far (a file not yet opened counts
+  // as one page); called now and then while waiting.
+  std::function<void(long done, long total)> progress;
+};
+
+void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink);
+
+// The name under which --dump-bitmaps saves a page: "<n>-<stem>-<page>.bmp",
+// n being the file's 1-based position on the command line.
+std::string DumpFileName(size_t file, const std::string& path, int page);
+
+}  // namespace pdf417read

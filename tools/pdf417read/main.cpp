@@ -1,0 +1,133 @@
+// pdf417read: reads the PDF417 symbols in image files and prints them.
+//
+// Exit status: 0 when at least one symbol decoded, 1 when none did, 2 on a
+// usage error or when any file or page could not be read (that takes
+// precedence: a partial run is reported as a failure to scripts).
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "batch.h"
+#include "output_format.h"
+#include "progress.h"
+
+#ifndef PDF417READ_VERSION
+#define PDF417READ_VERSION "unknown"
+#endif
+
+namespace {
+
+constexpr int kExitDecoded = 0, kExitNone = 1, kExitError = 2;
+
+struct Options {
+  std::vector<std::string> files;
+  int jobs = 1;
+  int threshold = -1;
+  bool json = false;
+  bool decodedOnly = false;
+  bool noProgress = false;
+  std::string dumpDirectory;
+};
+
+void PrintError(const std::string& where, const std::string& reason) {
+  std::fprintf(stderr, "pdf417read: %s: %s\n", where.c_str(), reason.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o;
+  CLI::App app{"Finds and reads the PDF417 barcodes in scanned pages.\n\n"
+               "Reads BMP, PNG, TIFF (all pages) and PBM/PGM/PPM files; grey and colour\n"
+               "pages are binarised first. Prints one line per symbol found:\n"
+               "  file[:page]: direction, text\n"
+               "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and\n"
+               "bytes other than printable ASCII are shown as \\xNN. A candidate that\n"
+               "could not be decoded prints as \"?\".\n\n"
+               "Exit status: 0 if a symbol was decoded, 1 if none was, 2 on a usage\n"
+               "error or when a file could not be read.",
+               "pdf417read"};
+  app.set_version_flag("-V,--version", "pdf417read " PDF417READ_VERSION);
+  app.add_option("files", o.files, "Image files to read (\"-\" reads standard input)")->required();
+  app.add_flag("--json", o.json,
+               "Write one JSON object per symbol (JSON Lines): file, page, index, decoded, bytes "
+               "(base64), text, corners, direction, error_correction, mode, confidence");
+  app.add_option("-j,--jobs", o.jobs, "Pages read in parallel (0: one per processor core)")
+      ->check(CLI::Range(0, 256))
+      ->default_val(1);
+  app.add_option("-t,--threshold", o.threshold,
+                 "Grey level below which a pixel of a grey or colour page is dark (default: Otsu's "
+                 "threshold per page)")
+      ->check(CLI::Range(0, 256));
+  app.add_flag("--decoded-only", o.decodedOnly, "Leave out candidates that did not decode");
+  app.add_flag("--no-progress", o.noProgress, "Never show the progress bar");
+  app.add_option("--dump-bitmaps", o.dumpDirectory,
+                 "Save every 1-bit page handed to the reader as DIR/<n>-<name>-<page>.bmp")
+      ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
+      ->type_name("DIR");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    const int code = app.exit(e);
+    return code == 0 ? 0 : kExitError;
+  }
+
+  // libtiff messages are collected per file; nothing may reach stderr directly.
+  TIFFSetErrorHandler(nullptr);
+  TIFFSetWarningHandler(nullptr);
+
+  pdf417read::BatchOptions batch;
+  batch.jobs = o.jobs > 0 ? o.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+  batch.threshold = o.threshold;
+  batch.dumpDirectory = o.dumpDirectory;
+
+  pdf417read::ProgressBar progress(!o.noProgress && isatty(STDERR_FILENO));
+  bool anyDecoded = false, anyError = false;
+  pdf417read::BatchSink sink;
+  sink.fileError = [&](size_t f, const std::string& reason) {
+    progress.Clear();
+    PrintError(o.files[f], reason);
+    anyError = true;
+  };
+  sink.page = [&](size_t f, int pageCount, const pdf417read::PageOutcome& page) {
+    progress.Clear();
+    pdf417read::ResultOrigin origin{o.files[f], page.page, pageCount > 1, 0};
+    if (!page.error.empty()) {
+      PrintError(origin.showPage ? origin.file + ":" + std::to_string(origin.page) : origin.file, page.error);
+      anyError = true;
+      return;
+    }
+    std::string out;
+    for (size_t i = 0; i < page.symbols.size(); i++) {
+      const auto& symbol = page.symbols[i];
+      anyDecoded = anyDecoded || symbol.decoded();
+      if (o.decodedOnly && !symbol.decoded()) continue;
+      origin.index = static_cast<int>(i);
+      out += o.json ? pdf417read::JsonLine(origin, symbol) : pdf417read::TextLine(origin, symbol);
+      out += '\n';
+    }
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    std::fflush(stdout);
+  };
+  sink.progress = [&](long done, long total) { progress.Update(done, total); };
+  try {
+    pdf417read::RunBatch(o.files, batch, sink);
+  } catch (const std::exception& e) {  // e.g. no thread could be started
+    progress.Clear();
+    std::fprintf(stderr, "pdf417read: %s\n", e.what());
+    return kExitError;
+  }
+  progress.Clear();
+
+  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    std::fprintf(stderr, "pdf417read: cannot write the results\n");
+    return kExitError;
+  }
+  if (anyError) return kExitError;
+  return anyDecoded ? kExitDecoded : kExitNone;
+}

@@ -1,0 +1,57 @@
+#include "page_reader.h"
+
+#include <pdf417/pdf417.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace pdf417read {
+namespace {
+
+struct BlockFree {
+  void operator()(PDF417_MemoryBlock* b) const { PDF417_BlockFree(b); }
+};
+struct HandleDone {
+  void operator()(PDF417_Reader* h) const { PDF417_Done(h); }
+};
+
+// The most bytes a result's text can have.
+constexpr int32_t kMaxTextLength = 2000;
+
+}  // namespace
+
+std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(std::span<uint8_t>)>& fill) {
+  std::unique_ptr<PDF417_MemoryBlock, BlockFree> block(PDF417_BlockAlloc(size));
+  if (!block) throw ReadError("out of memory (bitmap block)");
+  auto* bytes = static_cast<uint8_t*>(PDF417_BlockLock(block.get()));
+  if (!bytes && size != 0) throw ReadError("cannot lock bitmap block");
+  fill(std::span<uint8_t>(bytes, size));
+  PDF417_BlockUnlock(block.get());
+
+  std::unique_ptr<PDF417_Reader, HandleDone> handle(PDF417_Init());
+  if (!handle) throw ReadError("out of memory (reader handle)");
+  if (PDF417_Read(handle.get(), block.get()) != 0) throw ReadError("out of memory (results)");
+  block.reset();  // the results live in the handle
+
+  std::vector<SymbolRecord> records;
+  const int32_t count = PDF417_GetNumBarcodes(handle.get());
+  records.reserve(static_cast<size_t>(std::max(count, 0)));
+  for (int32_t i = 0; i < count; i++) {
+    PDF417_Reader* h = handle.get();
+    SymbolRecord r;
+    unsigned char text[kMaxTextLength];
+    int32_t length = 0;
+    PDF417_GetSymbolText(h, i, &length, text);
+    r.text.assign(text, text + std::clamp(length, int32_t{0}, kMaxTextLength));
+    auto& c = r.corners;
+    PDF417_GetCoordinates(h, i, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5], &c[6], &c[7]);
+    r.direction = PDF417_GetDirection(h, i);
+    r.errorCorrection = PDF417_GetErrorCorrectionLevel(h, i);
+    r.mode = PDF417_GetMode(h, i);
+    r.confidence = PDF417_GetConfidence(h, i);
+    records.push_back(std::move(r));
+  }
+  return records;
+}
+
+}  // namespace pdf417read
