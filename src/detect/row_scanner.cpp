@@ -1,5 +1,6 @@
 #include "detect/row_scanner.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "support/alloc.h"
@@ -72,19 +73,43 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
   // search stops once the hit store is full: further hits of the row are
   // dropped.
   int32_t found = 0;
+  const auto record = [&](int32_t i, int32_t kind) {
+    PatternHit& hit = ws.hits[found++];
+    hit = PatternHit{};
+    hit.firstRun = i;
+    hit.kind = kind;
+    std::memcpy(hit.widths, ws.widths + i, sizeof hit.widths);
+    hit.xStart = ws.runs[i + 1];
+    hit.xEnd = ws.runs[i + (IsStartKind(kind) ? 9 : 10)];
+    hit.y = y;
+  };
+  uint64_t visited[kRunCapacity / 64 + 1] = {};
   for (int32_t i = 0; i <= m - 9 && found < kHitCapacity;) {
+    visited[i / 64] |= uint64_t{1} << (i % 64);
     const int32_t kind = ClassifyWindow(ws.widths + i);
-    if (kind != 0) {
-      PatternHit& hit = ws.hits[found++];
-      hit = PatternHit{};
-      hit.firstRun = i;
-      hit.kind = kind;
-      std::memcpy(hit.widths, ws.widths + i, sizeof hit.widths);
-      hit.xStart = ws.runs[i + 1];
-      hit.xEnd = ws.runs[i + (IsStartKind(kind) ? 9 : 10)];
-      hit.y = y;
-    }
+    if (kind != 0) record(i, kind);
     i += (kind == STOP_REVERSED) ? 3 : 2;
+  }
+  // The windows above keep to one colour until a STOP_REVERSED hit moves
+  // them to the other, so a row that crosses an upside-down symbol's start
+  // pattern but not its stop pattern (a skewed, wide, low symbol) never
+  // looks at the start pattern, and a row past an upside-down symbol looks
+  // at the spaces only. The windows they skipped are looked at as well:
+  // those beginning with a bar for the patterns that begin with a bar, those
+  // beginning with a space for the mirrored start pattern, the one pattern
+  // that begins with a space. Hits are kept in the order of their windows.
+  const int32_t specified = found;
+  for (int32_t i = 0; i <= m - 9 && found < kHitCapacity; ++i) {
+    if (visited[i / 64] & (uint64_t{1} << (i % 64))) continue;
+    const int32_t wanted = (i % 2 == 0) ? (START_FORWARD | STOP_FORWARD | STOP_REVERSED) : START_REVERSED;
+    const int32_t kind = ClassifyWindow(ws.widths + i) & wanted;
+    if (kind != 0) record(i, kind);
+  }
+  if (found > specified) {
+    // Every window gives at most one hit, so the order is strict; the sort
+    // runs in place (no allocation outside the library's allocator).
+    std::sort(ws.hits, ws.hits + found,
+              [](const PatternHit& a, const PatternHit& b) { return a.firstRun < b.firstRun; });
   }
   if (found == 0) return 0;
 

@@ -88,28 +88,54 @@ TEST(ScanRows, RowsEveryStepAndPatternAtRightBorder) {
   }
 }
 
-TEST(ScanRows, UpsideDownSymbolRowFindsMirroredStopThenMirroredStart) {
-  // Mirrored stop (dark first), some data bars, then the mirrored start,
-  // which begins with its 3-module space after a bar.
-  DrawnImage img(400, 1);
-  int32_t x = img.Runs(10, 0, 1, {1, 2, 1, 1, 1, 3, 1, 1, 7}, 2);  // ends dark (7)
-  x = img.Runs(x + 4, 0, 1, {3, 2, 1, 1, 2, 2, 2}, 2);              // data, ends dark
-  const int32_t startX = x;
-  x += 3 * 2;  // the mirrored start's first run is the 3-module space
-  img.Runs(x, 0, 1, {1, 1, 1, 1, 1, 1, 8}, 2);
-  auto ws = detect_test::NewWorkspace();
-  ws->image = &img.image;
-  ScanRow row{};
-  ASSERT_EQ(ScanOneRow(*ws, 0, row), 0);
-  ASSERT_EQ(row.count, 2);
-  EXPECT_EQ(row.hits[0].kind, STOP_REVERSED);
-  EXPECT_EQ(row.hits[0].xStart, 10);
-  EXPECT_EQ(row.hits[0].xEnd, 10 + 18 * 2);
-  EXPECT_EQ(row.hits[1].kind, START_REVERSED);
-  EXPECT_EQ(row.hits[1].xStart, startX);
-  EXPECT_EQ(row.hits[1].xEnd, startX + 17 * 2);
-  EXPECT_EQ(row.hits[1].firstRun % 2, 1);  // a window beginning with a space
-  FreeBytes(row.hits);
+// Rows through upside-down symbols: the mirrored start pattern begins with
+// its 3-module space. It is found after a mirrored stop pattern (whose hit
+// moves the windows onto spaces) and also on a row that does not cross the
+// stop pattern (a skewed symbol); an upright start pattern is found after a
+// mirrored stop pattern all the same.
+TEST(ScanRows, PatternsAreFoundWhateverHitsCameBeforeThemOnTheRow) {
+  const std::vector<int32_t> mirroredStop = {1, 2, 1, 1, 1, 3, 1, 1, 7};
+  const std::vector<int32_t> data = {3, 2, 1, 1, 2, 2, 2};  // ends dark
+  const struct {
+    const char* name;
+    bool stopFirst;      // a mirrored stop pattern, then data bars
+    bool uprightStart;   // the last pattern is an upright start, not a mirrored one
+    std::vector<int32_t> kinds;
+  } cases[] = {
+      {"mirrored stop, mirrored start", true, false, {STOP_REVERSED, START_REVERSED}},
+      {"mirrored start alone", false, false, {START_REVERSED}},
+      {"mirrored stop, upright start", true, true, {STOP_REVERSED, START_FORWARD}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    DrawnImage img(400, 1);
+    int32_t x = 10;
+    if (c.stopFirst) x = img.Runs(x, 0, 1, mirroredStop, 2) + 4;
+    x = img.Runs(x, 0, 1, data, 2);
+    const int32_t patternX = c.uprightStart ? x + 6 : x;
+    if (c.uprightStart) {
+      img.Runs(x + 6, 0, 1, {8, 1, 1, 1, 1, 1, 1, 3, 1}, 2);
+    } else {
+      img.Runs(x + 3 * 2, 0, 1, {1, 1, 1, 1, 1, 1, 8}, 2);  // after its 3-module space
+    }
+    auto ws = detect_test::NewWorkspace();
+    ws->image = &img.image;
+    ScanRow row{};
+    ASSERT_EQ(ScanOneRow(*ws, 0, row), 0);
+    std::vector<int32_t> kinds;
+    for (int32_t i = 0; i < row.count; ++i) kinds.push_back(row.hits[i].kind);
+    EXPECT_EQ(kinds, c.kinds);
+    if (row.count == static_cast<int32_t>(c.kinds.size())) {
+      const PatternHit& last = row.hits[row.count - 1];
+      EXPECT_EQ(last.xStart, patternX);
+      EXPECT_EQ(last.xEnd, patternX + 17 * 2);
+      if (c.stopFirst) {
+        EXPECT_EQ(row.hits[0].xStart, 10);
+        EXPECT_EQ(row.hits[0].xEnd, 10 + 18 * 2);
+      }
+    }
+    FreeBytes(row.hits);
+  }
 }
 
 }  // namespace
