@@ -1,12 +1,14 @@
 #include "api/candidate_driver.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "detect/geometry.h"
 #include "image/transforms.h"
 #include "sample/symbol_reader.h"
 #include "support/alloc.h"
+#include "support/muldiv.h"
 
 namespace pdf417 {
 namespace {
@@ -91,12 +93,35 @@ int32_t ReadCandidate(SamplingWorkspace& sampling, CorrectionWorkspace& correcti
     params.upperRight = point(3);
     params.lowerRight = point(2);
   }
-  params.patternWidth = request.patternWidth;
-  params.angle = deskew;
+  // An upside-down candidate lists the edge of its lower-numbered cluster
+  // first, which may be the start or the stop pattern. After the half turn
+  // the start pattern is on the left either way, and the reader needs it as
+  // its left edge: when the edge pair arrives the other way round it is
+  // swapped, and the angle is taken from the start side's top end to the
+  // stop side's, so that the tracing step still follows the symbol's lean.
+  // Such a pair was also measured against the stop pattern, 18 modules wide
+  // where the start pattern has 17: the pattern width is scaled back to 17
+  // modules and the column estimate taken anew from the distance between
+  // the edges' midpoints (where the pair measures meet the edges), or a
+  // wide symbol gets one column too few for every 17.
+  double angle = deskew;
+  int32_t patternWidth = request.patternWidth;
+  int32_t columnEstimate = request.widthInPatternsPlusOne;
+  if (int64_t{params.upperLeft.x} + params.lowerLeft.x > int64_t{params.upperRight.x} + params.lowerRight.x) {
+    std::swap(params.upperLeft, params.upperRight);
+    std::swap(params.lowerLeft, params.lowerRight);
+    angle = DeskewAngle(std::fmod(request.angle + 180.0, 360.0));
+    patternWidth = MulDiv(request.patternWidth, 17, 18);
+    const double dx = (params.upperRight.x + params.lowerRight.x - params.upperLeft.x - params.lowerLeft.x) / 2.0;
+    const double dy = (params.upperRight.y + params.lowerRight.y - params.upperLeft.y - params.lowerLeft.y) / 2.0;
+    if (patternWidth > 0) columnEstimate = static_cast<int32_t>(std::hypot(dx, dy) / patternWidth + 0.5) + 1;
+  }
+  params.patternWidth = patternWidth;
+  params.angle = angle;
   params.image = region;
   params.text = request.text;
   params.textCapacity = bufferSize;
-  params.columnEstimate = request.widthInPatternsPlusOne;
+  params.columnEstimate = columnEstimate;
   // The reader sets its four figures only when it gets as far as decoding;
   // a candidate it gives up on reports the failure text's length and zeros.
   params.textLength = 2;

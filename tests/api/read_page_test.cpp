@@ -234,6 +234,36 @@ TEST(ReadPage, SmallSkewsInAllDirections) {
     }
 }
 
+// An upside-down symbol lists first the edge of whichever of its two
+// pattern columns has the lower cluster number, which may be the start or
+// the stop pattern. Both must read. A symbol whose right side (its start
+// pattern) stands higher meets the scan there first and lists its start
+// edge first; the corners tell which edge came first.
+TEST(ReadPage, UpsideDownSymbolsReadWhicheverEdgeComesFirst) {
+  const struct {
+    Case c;
+    uint32_t seed;
+    bool startFirst;
+  } cases[] = {
+      {{1, 4.0, 5, 9, Payload::Text, 135, 2.0, 3}, 126, true},
+      // Wide: measured against the 18-module stop pattern its column
+      // estimate would come out two short.
+      {{1, 3.0, 4, 30, Payload::Text, 233, 2.0, 5}, 80, true},
+      {{1, 4.0, 3, 10, Payload::Text, 135, 2.0, 3}, 300, true},
+      {{1, 3.0, 4, 6, Payload::Text, 135, -3.0, 3}, 301, false},
+  };
+  for (const auto& [c, seed, startFirst] : cases) {
+    Page page;
+    std::string expected, why;
+    ASSERT_TRUE(MakeCasePage(c, seed, &page, &expected));
+    const std::vector<Result> results = Read(page);
+    ASSERT_EQ(results.size(), 1u) << Describe(c);
+    // The start pattern of an upside-down symbol is on the right.
+    EXPECT_EQ(results[0].corners[0] > results[0].corners[4], startFirst) << Describe(c);
+    EXPECT_EQ(Check(c, page, expected, &why), Outcome::Exact) << Describe(c) << ": " << why;
+  }
+}
+
 TEST(ReadPage, SaltAndPepperNoiseWithinCorrectionCapacity) {
   for (int direction = 0; direction < 4; ++direction) {
     Case c{direction, 3.0, 5, 6, Payload::Text, 120};
