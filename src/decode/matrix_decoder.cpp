@@ -104,9 +104,15 @@ bool SymbolIsConsistent(const int32_t* codewords, int32_t n, int32_t eclPower) {
 
 }  // namespace
 
+int32_t LocatingSyndromes(int32_t eclPower, CorrectionStrength strength) {
+  if (strength == CorrectionStrength::kSpecified) return eclPower - 1;
+  const int32_t all = 2 * eclPower - 2;
+  return all < 254 ? all : 254;
+}
+
 int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t rows, int32_t columns, uint8_t** text,
                         int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence,
-                        int32_t* lengthFits) {
+                        int32_t* lengthFits, CorrectionStrength strength) {
   const int64_t n = static_cast<int64_t>(rows) * (columns - 2);
   if (n < 1) return kErrorBadLength;
   const int64_t cellCount = static_cast<int64_t>(rows) * columns;
@@ -118,10 +124,10 @@ int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t r
 
   int32_t eclPower = 1;
   ReadRowCodewords(patterns, codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower);
-  const int32_t m = eclPower - 1;
-  *eclValue = m;
+  *eclValue = eclPower - 1;
 
-  const int32_t corrected = CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), m);
+  const int32_t corrected =
+      CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), LocatingSyndromes(eclPower, strength));
   if (corrected < 0) {
     *confidence = 0;
     return corrected;
@@ -135,19 +141,21 @@ int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t r
 }
 
 int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
-                    int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence, int32_t* lengthFits) {
+                    int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence, int32_t* lengthFits,
+                    CorrectionStrength strength) {
   const int64_t cellCount = static_cast<int64_t>(rows) * columns;
   Owned<char[]> patterns = MakeOwnedArray<char>(static_cast<size_t>(cellCount) * kPatternLength);
   if (!patterns) return -1;
   for (int64_t i = 0; i < cellCount; ++i) {
     std::memcpy(patterns.get() + i * kPatternLength, grid.cells[i].candidates[0], kPatternLength);
   }
-  return DecodeCodewords(ws, patterns.get(), rows, columns, text, length, eclValue, mode, confidence, lengthFits);
+  return DecodeCodewords(ws, patterns.get(), rows, columns, text, length, eclValue, mode, confidence, lengthFits,
+                         strength);
 }
 
 int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
                              int32_t* length, int32_t* flipped, int32_t* eclValue, int32_t* mode,
-                             int32_t* confidence, int32_t* lengthFits) {
+                             int32_t* confidence, int32_t* lengthFits, CorrectionStrength strength) {
   *text = nullptr;
   *flipped = 0;
   // A grid that does not hold rows x columns cells cannot be read; it is
@@ -165,7 +173,7 @@ int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t ro
     OrderCandidates(grid, attempt % 2);
     FreeBytes(*text);
     *text = nullptr;
-    status = DecodeCells(ws, grid, rows, columns, text, length, eclValue, mode, confidence, lengthFits);
+    status = DecodeCells(ws, grid, rows, columns, text, length, eclValue, mode, confidence, lengthFits, strength);
     if (status >= 0) break;
   }
   return status;

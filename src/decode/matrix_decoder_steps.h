@@ -30,11 +30,11 @@ void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCoun
 // high-level decoding of one reading.
 int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t rows, int32_t columns, uint8_t** text,
                         int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence,
-                        int32_t* lengthFits = nullptr);
+                        int32_t* lengthFits = nullptr, CorrectionStrength strength = CorrectionStrength::kSpecified);
 
 // Builds the pattern list from the cells' first candidates and decodes it.
 int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
                     int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence,
-                    int32_t* lengthFits = nullptr);
+                    int32_t* lengthFits = nullptr, CorrectionStrength strength = CorrectionStrength::kSpecified);
 
 }  // namespace pdf417

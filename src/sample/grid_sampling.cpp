@@ -1,9 +1,11 @@
 #include "sample/grid_sampling.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "decode/cell_grid.h"
 #include "decode/matrix_decoder.h"
+#include "decode/symbol_tables.h"
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
 #include "sample/row_indicators.h"
@@ -93,6 +95,76 @@ void SampleColumnWidths(const BitImage& image, const Point* left, const Point* r
   }
 }
 
+namespace {
+
+// Moves every row's sample point by `offset` pixels along the boundary a -> b.
+void ShiftAlong(Point a, Point b, int32_t rows, int32_t offset, Point* points) {
+  const int32_t d = RoundedDistance(a, b);
+  if (d == 0 || offset == 0) return;
+  for (int32_t i = 0; i < rows; ++i) {
+    points[i].x += MulDiv(offset, b.x - a.x, d);
+    points[i].y += MulDiv(offset, b.y - a.y, d);
+  }
+}
+
+}  // namespace
+
+void VoteCells(const CellGrid* grids, int32_t lines, CellGrid& out) {
+  for (int32_t c = 0; c < out.count; ++c) {
+    int32_t best = -1, bestVotes = 0;
+    for (int32_t g = 0; g < lines; ++g) {
+      const CodewordCell& cell = grids[g].cells[c];
+      if (cell.candidateCount < 1 || !IsSymbolCharacter(cell.candidates[0])) continue;
+      int32_t votes = 0;
+      for (int32_t h = 0; h < lines; ++h) {
+        const CodewordCell& other = grids[h].cells[c];
+        votes += other.candidateCount >= 1 && std::memcmp(other.candidates[0], cell.candidates[0], 8) == 0;
+      }
+      if (votes > bestVotes) best = g, bestVotes = votes;
+    }
+    if (best >= 0 && out.cells != grids[best].cells) out.cells[c] = grids[best].cells[c];
+  }
+}
+
+namespace {
+
+int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const Point* top, int32_t rows, int32_t k,
+                             SamplingWorkspace& ws, int32_t* matrix, Point* left, Point* right, CellGrid& grid) {
+  // Three sample lines per row: mid-row and a quarter row above and below.
+  // A line that clips a neighbouring row or crosses a spot of noise misreads
+  // a codeword; the other two outvote it.
+  constexpr int32_t kLines = 3;
+  const int32_t cellCount = k * rows;
+  const int32_t rowHeight = RoundedDistance(bottom[0], top[0]) / rows;
+  const int32_t quarter = std::max(rowHeight / 4, 1);
+  const int32_t offsets[kLines] = {0, -quarter, quarter};
+  CellGrid grids[kLines] = {};
+  int32_t status = 0;
+  for (int32_t g = 0; g < kLines && status == 0; ++g) {
+    if (g > 0 && rowHeight < 3) break;  // rows too low to hold three lines
+    std::fill(matrix, matrix + static_cast<size_t>(cellCount) * 8, 0);
+    for (int32_t j = 0; j < k; ++j) {
+      RowSamplePoints(bottom[j], top[j], rows, ws.profile, left, true);
+      RowSamplePoints(bottom[j + 1], top[j + 1], rows, ws.profile, right, true);
+      ShiftAlong(bottom[j], top[j], rows, offsets[g], left);
+      ShiftAlong(bottom[j + 1], top[j + 1], rows, offsets[g], right);
+      SampleColumnWidths(image, left, right, rows, j, k, ws, matrix);
+    }
+    status = BuildCellGridByTotal(matrix, cellCount, grids[g]);
+  }
+  if (status == 0) {
+    int32_t lines = 0;
+    while (lines < kLines && grids[lines].cells != nullptr) ++lines;
+    VoteCells(grids, lines, grids[0]);
+    grid = grids[0];
+    grids[0] = CellGrid{};
+  }
+  for (CellGrid& g : grids) FreeCellGrid(g);
+  return status == 0 ? 0 : -1;
+}
+
+}  // namespace
+
 int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
                        const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid, GridReading reading) {
   grid = CellGrid{};
@@ -118,14 +190,14 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
     IntersectWithFittedLine(p1.x, p1.y, p3.x, p3.y, e.slope, e.intercept, &bottom[j]);
     IntersectWithFittedLine(p0.x, p0.y, p2.x, p2.y, e.slope, e.intercept, &top[j]);
   }
-  const bool centred = reading == GridReading::kByCodewordTotal;
-  for (int32_t j = 0; j < k; ++j) {
-    RowSamplePoints(bottom[j], top[j], rows, ws.profile, left.get(), centred);
-    RowSamplePoints(bottom[j + 1], top[j + 1], rows, ws.profile, right.get(), centred);
-    SampleColumnWidths(image, left.get(), right.get(), rows, j, k, ws, matrix.get());
-  }
   if (reading == GridReading::kByCodewordTotal) {
-    return BuildCellGridByTotal(matrix.get(), static_cast<int32_t>(cellCount), grid) == 0 ? 0 : -1;
+    return SampleCellGridByVote(image, bottom.get(), top.get(), rows, k, ws, matrix.get(), left.get(), right.get(),
+                                grid);
+  }
+  for (int32_t j = 0; j < k; ++j) {
+    RowSamplePoints(bottom[j], top[j], rows, ws.profile, left.get());
+    RowSamplePoints(bottom[j + 1], top[j + 1], rows, ws.profile, right.get());
+    SampleColumnWidths(image, left.get(), right.get(), rows, j, k, ws, matrix.get());
   }
   CountElementWidths(matrix.get(), cellCount * 8, bars.get(), spaces.get(), H);
   // A histogram without its peaks labels every width 0 ("no class"); its
@@ -138,7 +210,7 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
 
 int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
                            const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                           GridSamplingResult& result, GridReading reading) {
+                           GridSamplingResult& result, GridReading reading, CorrectionStrength strength) {
   const int32_t k = selection.used - 9;
   result.columns = k;
   result.boundaries = k + 1;
@@ -151,11 +223,12 @@ int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, 
       const IndicatedSize size = ReadIndicatedSize(grid, rows, k);
       result.indicatedRows = size.rows;
       result.indicatedDataColumns = size.dataColumns;
+      strength = CorrectionStrength::kFull;
     }
     uint8_t* text = nullptr;
     const int32_t decoded = DecodeCodewordMatrix(correction, grid, rows, k, &text, &result.textLength,
                                                  &result.rowsReversed, &result.errorCorrectionLevel, &result.mode,
-                                                 &result.confidence, &result.lengthFits);
+                                                 &result.confidence, &result.lengthFits, strength);
     // Only a successful decode hands out text; anything else left behind is
     // released so that a missing text always means "not decoded".
     if (decoded != 0) {

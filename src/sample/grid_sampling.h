@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "decode/cell_grid.h"
+#include "decode/matrix_decoder.h"
 #include "image/bit_image.h"
 #include "sample/edge_tracing.h"
 #include "sample/sampling_workspace.h"
@@ -68,6 +69,12 @@ int32_t SampleElementWidths(const BitImage& image, Point a, Point b, SamplingWor
 void SampleColumnWidths(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t j,
                         int32_t columns, SamplingWorkspace& ws, int32_t* matrix);
 
+// Per cell, the first reading that most of the `lines` grids agree on among
+// those that are symbol characters; a tie goes to the grid listed first, and
+// a cell that no grid reads as a symbol character keeps out's reading. out
+// may be grids[0]; every grid holds out.count cells.
+void VoteCells(const CellGrid* grids, int32_t lines, CellGrid& out);
+
 // Counts every element of the width matrix (rows of bar, space, bar, ...)
 // into the bar or space histogram of H counters, zero widths included.
 // Widths of H or more have no counter of their own and are counted at H - 1,
@@ -87,9 +94,11 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
 
 // Samples, classifies and decodes the grid between the bottom line p1-p3 and
 // the top line p0-p2. Returns 0, or -1 when k < 1, rows < 1 or storage runs
-// out (no text then). Always releases the row similarity profile.
+// out (no text then). Always releases the row similarity profile. The
+// reading by codeword totals always corrects at full strength.
 int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
                            const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                           GridSamplingResult& result, GridReading reading = GridReading::kSpecified);
+                           GridSamplingResult& result, GridReading reading = GridReading::kSpecified,
+                           CorrectionStrength strength = CorrectionStrength::kSpecified);
 
 }  // namespace pdf417

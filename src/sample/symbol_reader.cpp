@@ -267,6 +267,22 @@ int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, Symbo
   GridSamplingResult result{};
   SampleCodewordGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, correction, result);
   if (result.text == nullptr || !result.lengthFits) {
+    // The same grid once more, its errors located with every correction
+    // codeword but two; taken only when the result is consistent.
+    GridSamplingResult strong{};
+    int32_t ignored = 0;
+    if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &ignored) == 0) {
+      SampleCodewordGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, correction, strong,
+                         GridReading::kSpecified, CorrectionStrength::kFull);
+    }
+    if (strong.text != nullptr && strong.lengthFits) {
+      FreeBytes(result.text);
+      result = strong;
+    } else {
+      FreeBytes(strong.text);
+    }
+  }
+  if (result.text == nullptr || !result.lengthFits) {
     ReadAgain(image, edges, count, selection, k, params, ws, correction, result);
   }
   FreeEdgeSelection(selection);

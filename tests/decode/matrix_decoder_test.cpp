@@ -153,6 +153,48 @@ std::vector<int32_t> SymbolCodewords(std::vector<int32_t> data, size_t count, in
   return WithErrorCorrection(data, level);
 }
 
+// Full strength locates errors with all correction codewords but two; the
+// specified decoding with half of them, so it repairs nothing at levels 0
+// and 1 and (2^e - 1) / 2 errors above.
+TEST(DecodeCodewordMatrix, FullStrengthRepairsUpToTwoToTheLevelMinusOneErrors) {
+  const struct {
+    int32_t level, dataCount, errors;
+    bool specified, full;  // whether each strength reads "ABC" consistently
+  } cases[] = {
+      {0, 8, 1, false, false},  {1, 20, 1, false, true},  {1, 20, 2, false, false},
+      {2, 32, 1, true, true},   {2, 32, 3, false, true},  {2, 32, 4, false, false},
+      {3, 48, 3, true, true},   {3, 48, 7, false, true},  {3, 48, 8, false, false},
+  };
+  auto ws = NewWorkspace();
+  for (const auto& c : cases) {
+    const std::vector<int32_t> codewords =
+        SymbolCodewords({c.dataCount, 1, 89}, static_cast<size_t>(c.dataCount), c.level);
+    for (CorrectionStrength strength : {CorrectionStrength::kSpecified, CorrectionStrength::kFull}) {
+      SCOPED_TRACE(::testing::Message() << "level " << c.level << ", " << c.errors << " errors, "
+                                      << (strength == CorrectionStrength::kFull ? "full" : "specified"));
+      GridOwner g;
+      int32_t rows = 0;
+      SyntheticGrid(codewords, 4, c.level, &g, &rows);
+      for (int32_t i = 0; i < c.errors; ++i) {
+        const int32_t p = 1 + 5 * i, row = p / 4;
+        SetCell(g.grid.cells[row * 6 + 1 + p % 4], PatternOf((row % 3) * 3, (codewords[p] + 1) % 929));
+      }
+      uint8_t* text = nullptr;
+      int32_t length = 0, flipped = 0, ecl = 0, mode = 0, confidence = 0, fits = 0;
+      const int32_t status = DecodeCodewordMatrix(*ws, g.grid, rows, 6, &text, &length, &flipped, &ecl, &mode,
+                                                  &confidence, &fits, strength);
+      const bool read = status == 0 && fits == 1 && text != nullptr &&
+                        std::string(reinterpret_cast<char*>(text)) == "ABC";
+      EXPECT_EQ(read, strength == CorrectionStrength::kFull ? c.full : c.specified);
+      // Beyond its capacity a strength never hands out a consistent text.
+      if (status == 0 && fits == 1) {
+        EXPECT_TRUE(read);
+      }
+      FreeBytes(text);
+    }
+  }
+}
+
 TEST(DecodeCodewordMatrix, SyntheticGrids) {
   constexpr int32_t kAny = -99;
   struct Case {

@@ -11,6 +11,7 @@
 #include "decode/matrix_decoder.h"
 #include "decode/symbol_tables.h"
 #include "sample/edge_tracing.h"
+#include "sample/grid_sampling.h"
 #include "sample/module_classification.h"
 #include "sample/row_indicators.h"
 #include "sample_helpers.h"
@@ -163,6 +164,44 @@ TEST(ReadIndicatedSize, RowAndColumnCountsFromTheIndicatorsInAnyRowOrder) {
   EXPECT_EQ(none.rows, 0);
   EXPECT_EQ(none.dataColumns, 0);
   FreeCellGrid(empty);
+}
+
+}  // namespace
+}  // namespace pdf417
+
+namespace pdf417 {
+namespace {
+
+TEST(VoteCells, MajorityOfSymbolCharactersWins) {
+  // Codeword 0 of cluster 0, codeword 0 of cluster 3, and a width pattern
+  // that is no symbol character ('-': the line read nothing).
+  const char* a = "31111136";
+  const char* b = "51111125";
+  const char* x = "11111111";
+  const struct {
+    const char* lines[3];
+    const char* expected;
+  } cases[] = {
+      {{a, a, b}, a},        // two against one
+      {{x, b, b}, b},        // the middle line misread, the others agree
+      {{a, x, x}, a},        // only one symbol character
+      {{x, b, x}, b},        // only one, not on the first line
+      {{a, b, b}, b},        // majority over the first line
+      {{a, b, "-"}, a},      // a tie goes to the first line
+      {{x, "-", "-"}, x},    // nothing to vote for: the first line's reading
+  };
+  for (const auto& c : cases) {
+    CellGrid grids[3];
+    for (int g = 0; g < 3; ++g) {
+      grids[g] = CellGrid{1, AllocArray<CodewordCell>(1)};
+      if (c.lines[g][0] == '-') continue;
+      grids[g].cells[0].candidateCount = 1;
+      std::memcpy(grids[g].cells[0].candidates[0], c.lines[g], 8);
+    }
+    VoteCells(grids, 3, grids[0]);
+    EXPECT_EQ(First(grids[0].cells[0]), c.expected) << c.lines[0] << " " << c.lines[1] << " " << c.lines[2];
+    for (CellGrid& g : grids) FreeCellGrid(g);
+  }
 }
 
 }  // namespace
