@@ -196,6 +196,38 @@ int32_t BuildCellGrid(const int32_t* widths, int32_t count, const int32_t* barLa
   return BuildCells(widths, count, grid, [&](CodewordCell& cell) { ClassifyCell(cell, barLabels, spaceLabels, H); });
 }
 
+int32_t PatternFromEdgeDistances(const int32_t* widths, char* digits) {
+  int64_t total = 0;
+  for (int32_t e = 0; e < kPatternLength; ++e) {
+    if (widths[e] <= 0) return -1;
+    total += widths[e];
+  }
+  // Edge-to-similar-edge distances in modules: a bar followed by a space, a
+  // space followed by a bar. Ink spread widens every bar and narrows every
+  // space by the same amount, which leaves these sums (and the total) as
+  // they are.
+  int32_t t[kPatternLength - 1];
+  for (int32_t e = 0; e + 1 < kPatternLength; ++e) {
+    t[e] = static_cast<int32_t>(17.0 * (widths[e] + widths[e + 1]) / static_cast<double>(total) + 0.5);
+  }
+  // The sums fix the pattern up to the width of its first element: try each.
+  for (int32_t first = 1; first <= 6; ++first) {
+    int32_t m[kPatternLength];
+    m[0] = first;
+    int32_t sum = first;
+    bool fits = true;
+    for (int32_t e = 1; e < kPatternLength && fits; ++e) {
+      m[e] = t[e - 1] - m[e - 1];
+      fits = m[e] >= 1 && m[e] <= 6;
+      sum += m[e];
+    }
+    if (!fits || sum != 17) continue;
+    for (int32_t e = 0; e < kPatternLength; ++e) digits[e] = static_cast<char>('0' + m[e]);
+    if (IsSymbolCharacter(digits)) return 0;
+  }
+  return -1;
+}
+
 void ClassifyCellByTotal(CodewordCell& cell) {
   cell.candidateCount = 0;
   std::memset(cell.moduleDigits, 0, sizeof cell.moduleDigits);
@@ -204,6 +236,11 @@ void ClassifyCellByTotal(CodewordCell& cell) {
   for (int32_t w : cell.elementWidths) {
     if (w <= 0) return;  // a missing element: nothing to measure against
     total += w;
+  }
+  // The symbol character the edge distances give comes first.
+  char fromEdges[kPatternLength];
+  if (PatternFromEdgeDistances(cell.elementWidths, fromEdges) == 0) {
+    std::memcpy(cell.candidates[cell.candidateCount++], fromEdges, kPatternLength);
   }
   double ideal[kPatternLength];
   int32_t counts[kPatternLength];
@@ -267,6 +304,7 @@ void ClassifyCellByTotal(CodewordCell& cell) {
     options[j] = o;
   }
   for (int32_t i = 0; i < n && cell.candidateCount < kMaxCandidates; ++i) {
+    if (cell.candidateCount > 0 && std::memcmp(options[i].digits, cell.candidates[0], kPatternLength) == 0) continue;
     if (IsSymbolCharacter(options[i].digits)) std::memcpy(cell.candidates[cell.candidateCount++], options[i].digits, kPatternLength);
   }
 }

@@ -23,10 +23,21 @@ void ClassifyCell(CodewordCell& cell, const int32_t* barLabels, const int32_t* s
 // reading of a symbol failed: each cell is measured against its own total,
 // which always spans 17 modules, so neither a width missing from the whole
 // symbol nor a few stray widths elsewhere can shift its labels. moduleDigits
-// is the nearest pattern summing to 17 (each element 1..6); the candidates
-// are it and the patterns one module move away, nearest first, that are
-// symbol characters (at most five).
+// is the nearest pattern summing to 17 (each element 1..6). The first
+// candidate is the symbol character the edge distances give (see
+// PatternFromEdgeDistances), when there is one; then come moduleDigits and
+// the patterns one module move away, nearest first, that are symbol
+// characters (at most five candidates in all, none twice).
 void ClassifyCellByTotal(CodewordCell& cell);
+
+// The symbol character whose edge-to-similar-edge distances (bar plus
+// following space, space plus following bar, in 17ths of the cell's total)
+// match the widths: ink spread or thinning, which moves every bar/space
+// border the same way, changes none of them, and every symbol character of
+// the three clusters has its own distances. Writes the eight digits and
+// returns 0, or returns -1 (digits undefined) when the rounded distances fit
+// no symbol character or a width is missing.
+int32_t PatternFromEdgeDistances(const int32_t* widths, char* digits);
 
 // BuildCellGrid with ClassifyCellByTotal.
 int32_t BuildCellGridByTotal(const int32_t* widths, int32_t count, CellGrid& grid);

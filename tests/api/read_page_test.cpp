@@ -264,6 +264,34 @@ TEST(ReadPage, UpsideDownSymbolsReadWhicheverEdgeComesFirst) {
   }
 }
 
+// Grows (ink spread) or shrinks (thinning) every dark area by one pixel in
+// the four axis directions, as a scan thresholded too dark or too light does.
+void SpreadInk(Page& page, bool grow) {
+  const Page before = page;
+  for (int y = 1; y + 1 < page.height; ++y)
+    for (int x = 1; x + 1 < page.width; ++x) {
+      const int dark = before.at(x - 1, y) + before.at(x + 1, y) + before.at(x, y - 1) + before.at(x, y + 1);
+      if (grow && !before.at(x, y) && dark > 0) page.at(x, y) = 1;
+      if (!grow && before.at(x, y) && dark < 4) page.at(x, y) = 0;
+    }
+}
+
+// Every bar two pixels wider (or narrower) and every space two narrower (or
+// wider) at four pixels a module: element widths are off by half a module,
+// the edge-to-similar-edge distances are not.
+TEST(ReadPage, InkSpreadAndThinningInAllDirections) {
+  int n = 0;
+  for (int direction = 0; direction < 4; ++direction)
+    for (bool grow : {true, false}) {
+      Case c{direction, 4.0, 2 + n % 3, 3 + n % 5, n % 2 ? Payload::Text : Payload::Bytes, 80, n % 3 - 1.5};
+      Page page;
+      std::string expected, why;
+      ASSERT_TRUE(MakeCasePage(c, 700 + n++, &page, &expected));
+      SpreadInk(page, grow);
+      EXPECT_EQ(Check(c, page, expected, &why), Outcome::Exact) << Describe(c) << (grow ? " grown" : " thinned") << ": " << why;
+    }
+}
+
 TEST(ReadPage, SaltAndPepperNoiseWithinCorrectionCapacity) {
   for (int direction = 0; direction < 4; ++direction) {
     Case c{direction, 3.0, 5, 6, Payload::Text, 120};

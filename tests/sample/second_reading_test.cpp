@@ -55,6 +55,30 @@ TEST(ClassifyCellByTotal, MeasuresEachCodewordAgainstItsOwnSeventeenModules) {
   EXPECT_EQ(Cell({9, 3, 3, 3, 3, 3, 9, 0}).candidateCount, 0);
 }
 
+TEST(PatternFromEdgeDistances, IgnoresInkSpreadAndThinning) {
+  const struct {
+    std::vector<int32_t> widths;
+    const char* expected;  // nullptr: none
+  } cases[] = {
+      {{12, 4, 4, 4, 4, 4, 12, 24}, "31111136"},   // exact, 4 px modules
+      {{14, 2, 6, 2, 6, 2, 14, 22}, "31111136"},   // bars 2 px wider, spaces 2 px narrower
+      {{10, 6, 2, 6, 2, 6, 10, 26}, "31111136"},   // bars 2 px narrower
+      {{20, 4, 4, 4, 4, 4, 8, 20}, "51111125"},    // cluster 3's codeword 0
+      {{5, 5, 5, 5, 5, 5, 5, 5}, nullptr},         // no symbol character has these
+      {{12, 4, 4, 4, 4, 4, 12, 0}, nullptr},       // a missing element
+  };
+  for (const auto& c : cases) {
+    char digits[8];
+    const int32_t status = PatternFromEdgeDistances(c.widths.data(), digits);
+    if (c.expected == nullptr) {
+      EXPECT_EQ(status, -1);
+      continue;
+    }
+    ASSERT_EQ(status, 0) << c.expected;
+    EXPECT_EQ(std::string(digits, 8), c.expected);
+  }
+}
+
 TEST(SelectEdgesByLayout, PicksTheBoundariesWhereInnerEdgesTieInLength) {
   // Three rows: inner bar edges line up through every row and tie in length
   // with the boundaries, which the length ranking cannot tell apart.
