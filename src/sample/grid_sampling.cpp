@@ -95,20 +95,6 @@ void SampleColumnWidths(const BitImage& image, const Point* left, const Point* r
   }
 }
 
-namespace {
-
-// Moves every row's sample point by `offset` pixels along the boundary a -> b.
-void ShiftAlong(Point a, Point b, int32_t rows, int32_t offset, Point* points) {
-  const int32_t d = RoundedDistance(a, b);
-  if (d == 0 || offset == 0) return;
-  for (int32_t i = 0; i < rows; ++i) {
-    points[i].x += MulDiv(offset, b.x - a.x, d);
-    points[i].y += MulDiv(offset, b.y - a.y, d);
-  }
-}
-
-}  // namespace
-
 void VoteCells(const CellGrid* grids, int32_t lines, CellGrid& out) {
   for (int32_t c = 0; c < out.count; ++c) {
     int32_t best = -1, bestVotes = 0;
@@ -128,6 +114,14 @@ void VoteCells(const CellGrid* grids, int32_t lines, CellGrid& out) {
 
 namespace {
 
+// Copies a boundary's sample points, each moved by `offset` pixels along the
+// boundary a -> b.
+void ShiftAlong(Point a, Point b, int32_t rows, int32_t offset, const Point* from, Point* to) {
+  const int32_t d = RoundedDistance(a, b);
+  const int32_t dx = d == 0 ? 0 : MulDiv(offset, b.x - a.x, d), dy = d == 0 ? 0 : MulDiv(offset, b.y - a.y, d);
+  for (int32_t i = 0; i < rows; ++i) to[i] = Point{from[i].x + dx, from[i].y + dy};
+}
+
 int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const Point* top, int32_t rows, int32_t k,
                              SamplingWorkspace& ws, int32_t* matrix, Point* left, Point* right, CellGrid& grid) {
   // Three sample lines per row: mid-row and a quarter row above and below.
@@ -138,16 +132,18 @@ int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const P
   const int32_t rowHeight = RoundedDistance(bottom[0], top[0]) / rows;
   const int32_t quarter = std::max(rowHeight / 4, 1);
   const int32_t offsets[kLines] = {0, -quarter, quarter};
+  // Every boundary's mid-row points, found once for all three lines.
+  Owned<Point[]> centred = MakeOwnedArray<Point>(static_cast<size_t>(k + 1) * static_cast<size_t>(rows));
+  if (!centred) return -1;
+  for (int32_t j = 0; j <= k; ++j) RowSamplePoints(bottom[j], top[j], rows, ws.profile, &centred[j * rows], true);
   CellGrid grids[kLines] = {};
   int32_t status = 0;
   for (int32_t g = 0; g < kLines && status == 0; ++g) {
     if (g > 0 && rowHeight < 3) break;  // rows too low to hold three lines
     std::fill(matrix, matrix + static_cast<size_t>(cellCount) * 8, 0);
     for (int32_t j = 0; j < k; ++j) {
-      RowSamplePoints(bottom[j], top[j], rows, ws.profile, left, true);
-      RowSamplePoints(bottom[j + 1], top[j + 1], rows, ws.profile, right, true);
-      ShiftAlong(bottom[j], top[j], rows, offsets[g], left);
-      ShiftAlong(bottom[j + 1], top[j + 1], rows, offsets[g], right);
+      ShiftAlong(bottom[j], top[j], rows, offsets[g], &centred[j * rows], left);
+      ShiftAlong(bottom[j + 1], top[j + 1], rows, offsets[g], &centred[(j + 1) * rows], right);
       SampleColumnWidths(image, left, right, rows, j, k, ws, matrix);
     }
     status = BuildCellGridByTotal(matrix, cellCount, grids[g]);
