@@ -28,7 +28,7 @@ BitImagePtr A4Page(int symbols) {
     testing::PlaceSymbol(page, o, centres[s][0], centres[s][1], s == 1 ? 1 : 0);
   }
   const std::vector<uint8_t> dib = testing::ToDib(page);
-  return BitImagePtr(LoadBitImageBytes(dib.data(), dib.size()));
+  return BitImagePtr(LoadBitImage(dib.data(), dib.size()));
 }
 
 void DetectPage(benchmark::State& state) {

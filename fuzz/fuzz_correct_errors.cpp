@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "decode/decode_test_support.h"
 #include "decode/error_correction.h"
+#include "factory/page_factory.h"
 #include "fuzz_input.h"
 #include "support/alloc.h"
 

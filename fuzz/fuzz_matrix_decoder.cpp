@@ -10,6 +10,7 @@
 #include "decode/high_level_decoder.h"
 #include "decode/matrix_decoder.h"
 #include "fuzz_input.h"
+#include "sample/module_classification.h"
 #include "support/alloc.h"
 
 namespace {
@@ -66,21 +67,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Require(built && grid.count == rows * columns);
   Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   Require(ws != nullptr);
-  uint8_t* text = nullptr;
-  int32_t length = 0, flipped = -1, ecl = 0, mode = 0, confidence = 0;
-  const int32_t status =
-      DecodeCodewordMatrix(*ws, grid, rows, columns, &text, &length, &flipped, &ecl, &mode, &confidence);
-  Require(flipped == 0 || flipped == 1);
+  MatrixDecoding out{};
+  const int32_t status = DecodeCodewordMatrix(*ws, grid, rows, columns, out,
+                                              (kind & 2) ? CorrectionStrength::kAllButTwo : CorrectionStrength::kHalf);
+  Require(out.flipped == 0 || out.flipped == 1);
   if (status == 0) {
-    Require(text != nullptr && length >= 2 && length <= kTextBufferSize);
-    Require(text[length - 1] == 0 && text[length - 2] == 0);
-    Require(mode >= kModeText && mode <= kModeNumeric);
-    Require(confidence >= 0 && confidence <= 100);
-    Require(ecl >= 0 && ecl <= 255 && ((ecl + 1) & ecl) == 0);
+    Require(out.text != nullptr && out.textLength >= 2 && out.textLength <= kTextBufferSize);
+    Require(out.text[out.textLength - 1] == 0 && out.text[out.textLength - 2] == 0);
+    Require(out.mode >= kModeText && out.mode <= kModeNumeric);
+    Require(out.confidence >= 0 && out.confidence <= 100);
+    Require(out.eclValue >= 0 && out.eclValue <= 255 && ((out.eclValue + 1) & out.eclValue) == 0);
   } else {
-    Require(text == nullptr);
+    Require(out.text == nullptr);
   }
-  FreeBytes(text);
+  // The data as encoded comes only from a consistent symbol.
+  Require(out.data.store == nullptr || out.consistent);
+  FreeMatrixDecoding(out);
   FreeCellGrid(grid);
   return 0;
 }

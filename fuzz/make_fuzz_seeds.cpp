@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "api/expected_text.h"
-#include "decode/decode_test_support.h"
+#include "decode/symbol_tables.h"
 #include "factory/page_factory.h"
 #include "fuzz_input.h"
 #ifdef PDF417_FUZZ_LOADERS
@@ -23,6 +22,33 @@ namespace fs = std::filesystem;
 
 fs::path gRoot;
 int gWritten = 0;
+
+// Run lengths of the 17 modules starting at module `from` of a row.
+std::vector<int32_t> RunsOf(const std::vector<uint8_t>& row, int32_t from) {
+  std::vector<int32_t> runs;
+  for (int32_t x = from; x < from + 17; ++x) {
+    if (x == from || row[x] != row[x - 1]) runs.push_back(0);
+    ++runs.back();
+  }
+  return runs;
+}
+
+// The data-region codewords of an encoded symbol, row by row, read from its
+// modules through the symbol character tables.
+std::vector<int32_t> SymbolCodewords(const testing::EncodedSymbol& symbol) {
+  std::vector<int32_t> codewords;
+  for (int r = 0; r < symbol.rows; ++r) {
+    for (int c = 1; c <= symbol.dataColumns; ++c) {
+      char pattern[8];
+      const std::vector<int32_t> runs = RunsOf(symbol.modules[r], 17 + 17 * c);
+      for (int e = 0; e < 8; ++e) pattern[e] = static_cast<char>('0' + runs[e]);
+      int32_t codeword = -1;
+      if (LookupCodeword(pattern, ClusterTable((r % 3) * 3), &codeword) != 0) return {};
+      codewords.push_back(codeword);
+    }
+  }
+  return codewords;
+}
 
 void Write(const std::string& target, const std::string& name, const std::vector<uint8_t>& bytes) {
   const fs::path dir = gRoot / target;
@@ -79,35 +105,39 @@ void MatrixAndHighLevelSeeds() {
            {testing::TextPayload(120, 3), 5, 6},
            {"12345", 0, 1},
        }) {
-    testing::ZintSymbol symbol;
-    if (!testing::EncodeWithZint(payload, level, columns, &symbol)) continue;
-    // Width matrix at module widths 2 and 3 with a few elements off by one.
-    for (int mw : {2, 3}) {
-      const std::vector<int32_t> widths = testing::WidthMatrix(symbol, mw, i, i);
-      std::vector<uint8_t> seed{kGridWidths, static_cast<uint8_t>(symbol.rows - 1),
-                                static_cast<uint8_t>(symbol.columns - 1), static_cast<uint8_t>(17 * mw)};
-      for (int32_t w : widths) seed.push_back(static_cast<uint8_t>(w));
-      Write("matrix_decoder", "widths_" + std::to_string(i) + "_" + std::to_string(mw), seed);
-    }
-    // The same symbol as exact candidate patterns.
-    std::vector<uint8_t> seed{kGridPatterns, static_cast<uint8_t>(symbol.rows - 1),
-                              static_cast<uint8_t>(symbol.columns - 1)};
-    for (int32_t r = 0; r < symbol.rows; ++r)
-      for (int32_t c = 0; c < symbol.columns; ++c) {
-        seed.push_back(1);
-        for (int32_t run : testing::RunsOf(symbol.modules[r], 17 + 17 * c, 17)) seed.push_back(static_cast<uint8_t>(run - 1));
-      }
-    Write("matrix_decoder", "patterns_" + std::to_string(i), seed);
-
-    // Its data codewords for the high-level decoder.
     testing::SymbolOptions o;
     o.data = payload;
     o.ecLevel = level;
     o.columns = columns;
     testing::EncodedSymbol encoded;
     std::string error;
-    if (testing::EncodeSymbol(o, &encoded, &error)) {
-      const std::vector<int32_t> codewords = test::SymbolCodewords(encoded);
+    if (!testing::EncodeSymbol(o, &encoded, &error)) continue;
+    const int32_t rows = encoded.rows, cells = encoded.dataColumns + 2;
+    // Width matrix at module widths 2 and 3 with a few elements off by one.
+    for (int mw : {2, 3}) {
+      std::vector<uint8_t> seed{kGridWidths, static_cast<uint8_t>(rows - 1), static_cast<uint8_t>(cells - 1),
+                                static_cast<uint8_t>(17 * mw)};
+      int changed = 0;
+      for (int32_t r = 0; r < rows; ++r)
+        for (int32_t c = 0; c < cells; ++c)
+          for (int32_t run : RunsOf(encoded.modules[r], 17 + 17 * c)) {
+            const int off = (changed < i && (r + c) % 3 == 0) ? (changed++ % 2 ? 1 : -1) : 0;
+            seed.push_back(static_cast<uint8_t>(run * mw + off));
+          }
+      Write("matrix_decoder", "widths_" + std::to_string(i) + "_" + std::to_string(mw), seed);
+    }
+    // The same symbol as exact candidate patterns.
+    std::vector<uint8_t> seed{kGridPatterns, static_cast<uint8_t>(rows - 1), static_cast<uint8_t>(cells - 1)};
+    for (int32_t r = 0; r < rows; ++r)
+      for (int32_t c = 0; c < cells; ++c) {
+        seed.push_back(1);
+        for (int32_t run : RunsOf(encoded.modules[r], 17 + 17 * c)) seed.push_back(static_cast<uint8_t>(run - 1));
+      }
+    Write("matrix_decoder", "patterns_" + std::to_string(i), seed);
+
+    // Its data codewords for the high-level decoder.
+    {
+      const std::vector<int32_t> codewords = SymbolCodewords(encoded);
       std::vector<uint8_t> hl;
       PutU16(hl, static_cast<uint32_t>(codewords.size() - 1));
       for (int32_t c : codewords) PutU16(hl, static_cast<uint32_t>(c));

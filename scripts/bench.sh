@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Page-level benchmark: this library against ZXing C++ (a black box through
-# its public API), per-stage timings, and the CLI's scaling with --jobs.
+# its public API), detection timings, and the CLI's scaling with --jobs.
 #
-# Usage: scripts/bench.sh [--baseline REV] [--stages] [--jobs] [-- compare options]
+# Usage: scripts/bench.sh [--baseline REV] [--detect] [--jobs] [-- compare options]
 #   --baseline REV  also build the library as it was at git revision REV (in a
 #                   temporary directory) and time it on the same pages: prints
 #                   the speed-up and whether every result is identical
-#   --stages        also run bench_stages (per-stage timings, 300 dpi pages)
+#   --detect        also run bench_detect (detection and row scanning, A4 pages)
 #   --jobs          also time pdf417read --jobs 1 and --jobs 2 over 100 pages
 #   anything after -- goes to pdf417_compare (e.g. --reps 9 --variants 5)
 # BUILD_DIR (default: build-bench) is the build directory.
@@ -14,11 +14,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
 build=${BUILD_DIR:-build-bench}
-baseline="" stages=0 jobs=0 extra=()
+baseline="" detect=0 jobs=0 extra=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --baseline) baseline=$2; shift 2 ;;
-    --stages) stages=1; shift ;;
+    --detect) detect=1; shift ;;
     --jobs) jobs=1; shift ;;
     --) shift; extra=("$@"); break ;;
     *) echo "unknown option $1 (see the head of scripts/bench.sh)" >&2; exit 2 ;;
@@ -29,7 +29,7 @@ done
 scripts/deps.sh libzxing-dev hyperfine
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DPDF417_BUILD_BENCH=ON >/dev/null
-cmake --build "$build" -j"$(nproc)" --target pdf417_compare bench_stages pdf417read >/dev/null
+cmake --build "$build" -j"$(nproc)" --target pdf417_compare bench_detect pdf417read >/dev/null
 
 compare_args=()
 if [ -n "$baseline" ]; then
@@ -45,10 +45,10 @@ fi
 echo "== pages: this library against ZXing C++"
 "$build/bench/pdf417_compare" "${compare_args[@]}" "${extra[@]}"
 
-if [ "$stages" = 1 ]; then
+if [ "$detect" = 1 ]; then
   echo
-  echo "== stages (300 dpi pages; CPU time per call)"
-  "$build/bench/bench_stages" --benchmark_min_time=0.1
+  echo "== detection (A4 at 300 dpi; CPU time per call)"
+  "$build/bench/bench_detect" --benchmark_min_time=0.1
 fi
 
 if [ "$jobs" = 1 ]; then

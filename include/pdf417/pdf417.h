@@ -111,7 +111,9 @@ PDF417_API int32_t PDF417_Read(PDF417_Handle handle, PDF417_Block bitmap);
  * dib points to length bytes laid out as above. */
 PDF417_API int32_t PDF417_ReadDib(PDF417_Handle handle, const void *dib, size_t length);
 
-/* The number of results of the latest read (0 before any read). */
+/* The number of results of the latest read (0 before any read). Every
+ * candidate outline found in either pass is one result, so a page of many
+ * labels gives one result per symbol however many there are. */
 PDF417_API int32_t PDF417_GetNumBarcodes(PDF417_Handle handle);
 
 /* Result accessors. index runs from 0 to PDF417_GetNumBarcodes() - 1; for any
@@ -155,6 +157,86 @@ PDF417_API int32_t PDF417_GetMode(PDF417_Handle handle, int32_t index);
 /* 100 when no codeword needed correction, otherwise the share of corrected
  * codewords in percent (0 to 100); 0 for an undecoded candidate. */
 PDF417_API int32_t PDF417_GetConfidence(PDF417_Handle handle, int32_t index);
+
+/* ------------------------------------------------------------------------
+ * The symbol's data as encoded
+ *
+ * The text above is the library's classic result form, kept unchanged for
+ * hosts built on it: bytes after the first zero byte read back as zeros, a
+ * text is cut after 998 bytes, a byte-compaction run whose last group holds
+ * five codewords gives six bytes where the format means five, and the
+ * codewords of an ECI designator or a Macro PDF417 control block are read as
+ * data. The functions below give the symbol's data exactly as it was
+ * encoded, with its ECI designators, its Macro PDF417 fields and its reader
+ * initialisation flag. New hosts should use them.
+ *
+ * Data is available for a symbol whose corrected codewords are consistent
+ * (the length descriptor and the correction codewords fill the symbol and
+ * every check sum is zero) and parse as the format defines; such a symbol's
+ * classic text is normally decoded too. A result without data (an
+ * undecoded candidate, or a symbol whose codewords do not hold together) is
+ * best treated as not read.
+ *
+ * Shape: variable-length items are copied into the caller's buffer with its
+ * capacity (the call says how much it needs), so nothing has to be freed;
+ * the fixed Macro fields come in one struct whose size field lets later
+ * versions add fields without breaking hosts built against this one.
+ * ------------------------------------------------------------------------ */
+
+/* Copies the symbol's data bytes (zero bytes included; at most 2,710 bytes)
+ * into buffer, at most capacity bytes, and returns the number of data bytes,
+ * which may be more than capacity (call with capacity 0 and a NULL buffer to
+ * learn the size). Returns -1, writing nothing, for a result without data or
+ * an index out of range. */
+PDF417_API int32_t PDF417_GetData(PDF417_Handle handle, int32_t index, unsigned char *buffer, int32_t capacity);
+
+/* The number of ECI designators in the symbol's data (0 when it has none or
+ * no data; the data then uses the format's default character set). */
+PDF417_API int32_t PDF417_GetEciCount(PDF417_Handle handle, int32_t index);
+
+/* The k-th ECI designator (k from 0, in data order): *designator receives
+ * its number (0..811799: 3 is ISO-8859-1, 26 UTF-8, 20 Shift JIS, 899 binary
+ * and so on) and *offset the position in the data bytes from which it
+ * applies. Returns 0, or -1 writing nothing when k or index is out of
+ * range. */
+PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t *designator,
+                                 int32_t *offset);
+
+/* 1 when the symbol asks the reader to initialise itself (codeword 921;
+ * such symbols carry configuration, not data for the host), else 0. */
+PDF417_API int32_t PDF417_GetReaderInit(PDF417_Handle handle, int32_t index);
+
+/* The fixed fields of a Macro PDF417 control block: one part of a message
+ * split across several symbols. */
+typedef struct PDF417_Macro {
+  uint32_t size;         /* set by the caller to sizeof(PDF417_Macro) */
+  int32_t segmentIndex;  /* 0..99999: this symbol's place in the message */
+  int32_t lastSegment;   /* 1 when this is the message's last symbol */
+  int64_t segmentCount;  /* symbols in the message, -1 when not given */
+  int64_t timeStamp;     /* seconds since 1970-01-01 UTC, -1 when not given */
+  int64_t fileSize;      /* bytes of the whole message, -1 when not given */
+  int64_t checksum;      /* CRC-16 of the whole message, -1 when not given */
+} PDF417_Macro;
+
+/* Fills *macro when the symbol carries a Macro PDF417 control block and
+ * returns 1; returns 0 for a symbol without one and -1 for an index out of
+ * range, a NULL macro or a size smaller than the size field and the two
+ * fields after it (12 bytes). Only the first macro->size bytes are written,
+ * so a host built against an older, shorter struct stays safe. */
+PDF417_API int32_t PDF417_GetMacro(PDF417_Handle handle, int32_t index, PDF417_Macro *macro);
+
+/* Text fields of the Macro control block, for PDF417_GetMacroField. */
+#define PDF417_MACRO_FILE_ID 0   /* the message's file ID: three decimal digits per codeword */
+#define PDF417_MACRO_FILE_NAME 1 /* as encoded (text compaction), no terminator */
+#define PDF417_MACRO_SENDER 2
+#define PDF417_MACRO_ADDRESSEE 3
+
+/* Copies a text field of the Macro control block into buffer (at most
+ * capacity bytes, no terminator added) and returns its length, which may be
+ * more than capacity. Returns -1 when the symbol has no control block, the
+ * block does not carry the field, or an argument is out of range. */
+PDF417_API int32_t PDF417_GetMacroField(PDF417_Handle handle, int32_t index, int32_t field, char *buffer,
+                                        int32_t capacity);
 
 /* Releases the handle and its results. NULL is accepted and does nothing. */
 PDF417_API void PDF417_Done(PDF417_Handle handle);

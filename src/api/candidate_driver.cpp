@@ -4,95 +4,52 @@
 #include <cmath>
 #include <cstring>
 
-#include "detect/geometry.h"
 #include "image/transforms.h"
 #include "sample/symbol_reader.h"
 #include "support/alloc.h"
+#include "support/geometry.h"
 #include "support/muldiv.h"
 
 namespace pdf417 {
 namespace {
 
-void WriteFailureText(uint8_t* text) {
-  text[0] = '?';
-  text[1] = 0;
+// The classic text keeps at most this many data bytes (its reader wrote into
+// a 1000-byte buffer with two closing zero bytes).
+constexpr int32_t kClassicTextBytes = 998;
+
+void SetFailure(SymbolResult& record) {
+  std::memset(record.text, 0, sizeof record.text);
+  record.text[0] = '?';
+  record.textLength = 2;
+  record.errorCorrectionLevel = record.mode = record.confidence = 0;
 }
 
-}  // namespace
-
-void ShiftCorners(SymbolReadRequest& request, int32_t margin) {
-  uint32_t minX = request.working[0], minY = request.working[1];
-  for (int i = 2; i < 8; i += 2) {
-    minX = std::min(minX, request.working[i]);
-    minY = std::min(minY, request.working[i + 1]);
-  }
-  for (int i = 0; i < 8; i += 2) {
-    request.working[i] -= minX - static_cast<uint32_t>(margin);
-    request.working[i + 1] -= minY - static_cast<uint32_t>(margin);
-  }
+// The record's text from a decoded text of length - 2 data bytes: cut to
+// kClassicTextBytes, and zero from the first zero byte on.
+void SetClassicText(SymbolResult& record, const uint8_t* text, int32_t length) {
+  const int32_t data = std::clamp(length - 2, 0, kClassicTextBytes);
+  const void* zero = std::memchr(text, 0, static_cast<size_t>(data));
+  const int32_t kept = zero ? static_cast<int32_t>(static_cast<const uint8_t*>(zero) - text) : data;
+  std::memcpy(record.text, text, static_cast<size_t>(kept));
+  record.textLength = data + 2;
 }
 
-void TurnCorners180(SymbolReadRequest& request, int32_t w, int32_t h) {
-  uint32_t old[8];
-  std::memcpy(old, request.working, sizeof old);
-  const auto reflect = [&](int to, int from) {
-    request.working[2 * to] = (static_cast<uint32_t>(w) - 1 - old[2 * from]) & 0xFFFF;
-    request.working[2 * to + 1] = (static_cast<uint32_t>(h) - 1 - old[2 * from + 1]) & 0xFFFF;
-  };
-  reflect(0, 3);
-  reflect(1, 2);
-  reflect(2, 1);
-  reflect(3, 0);
-}
-
-double DeskewAngle(double a) { return a > 0 ? 360 - a : -a; }
-
-int32_t ReadCandidate(SamplingWorkspace& sampling, CorrectionWorkspace& correction, const BitImage& image,
-                      SymbolReadRequest& request, int32_t bufferSize) {
-  // Bounding box over the reported corners, compared as unsigned numbers.
-  uint32_t minX = static_cast<uint32_t>(request.reported[0]), maxX = minX;
-  uint32_t minY = static_cast<uint32_t>(request.reported[1]), maxY = minY;
-  for (int i = 2; i < 8; i += 2) {
-    minX = std::min(minX, static_cast<uint32_t>(request.reported[i]));
-    maxX = std::max(maxX, static_cast<uint32_t>(request.reported[i]));
-    minY = std::min(minY, static_cast<uint32_t>(request.reported[i + 1]));
-    maxY = std::max(maxY, static_cast<uint32_t>(request.reported[i + 1]));
-  }
-  BitImage* region = nullptr;
-  if (CropRegion(image, &region, static_cast<int32_t>(minX), static_cast<int32_t>(minY), static_cast<int32_t>(maxX),
-                 static_cast<int32_t>(maxY), kRegionMargin, true) != 0) {
-    WriteFailureText(request.text);
-    return -1;
-  }
-  BitImagePtr owner(region);
-  InvertBitImage(*region);
-  ShiftCorners(request, kRegionMargin);
-  const double deskew = DeskewAngle(request.angle);
-  if (request.flags & kTurnHalf) {
-    TurnCorners180(request, region->width, region->rowCount);
-    if (RotateHalfTurn(*region) != 0) {
-      WriteFailureText(request.text);
-      return 20;
-    }
-  }
-
-  const uint32_t* c = request.working;
+// The reader's parameter block for corners already in the region's frame.
+SymbolReaderParams MakeParams(const CornerSet& corners, const SymbolCandidate& candidate, double angle,
+                              const BitImage& region) {
+  const uint32_t* c = corners.c;
   SymbolReaderParams params{};
   const auto point = [&](int k) { return Point{static_cast<int32_t>(c[2 * k]), static_cast<int32_t>(c[2 * k + 1])}; };
-  if (c[1] < c[3]) {
-    params.upperLeft = point(0);
-    params.lowerLeft = point(1);
-  } else {
-    params.upperLeft = point(1);
-    params.lowerLeft = point(0);
-  }
-  if (c[5] < c[7]) {
-    params.upperRight = point(2);
-    params.lowerRight = point(3);
-  } else {
-    params.upperRight = point(3);
-    params.lowerRight = point(2);
-  }
+  // Of each edge's two ends the one with the smaller y is the upper one; on
+  // equal y the second listed end.
+  params.upperLeft = point(c[1] < c[3] ? 0 : 1);
+  params.lowerLeft = point(c[1] < c[3] ? 1 : 0);
+  params.upperRight = point(c[5] < c[7] ? 2 : 3);
+  params.lowerRight = point(c[5] < c[7] ? 3 : 2);
+  const double deskew = DeskewAngle(angle);
+  params.patternWidth = candidate.patternWidth;
+  params.angle = deskew;
+  params.columnEstimate = candidate.widthInPatterns + 1;
   // An upside-down candidate lists the edge of its lower-numbered cluster
   // first, which may be the start or the stop pattern. After the half turn
   // the start pattern is on the left either way, and the reader needs it as
@@ -104,60 +61,117 @@ int32_t ReadCandidate(SamplingWorkspace& sampling, CorrectionWorkspace& correcti
   // modules and the column estimate taken anew from the distance between
   // the edges' midpoints (where the pair measures meet the edges), or a
   // wide symbol gets one column too few for every 17.
-  double angle = deskew;
-  int32_t patternWidth = request.patternWidth;
-  int32_t columnEstimate = request.widthInPatternsPlusOne;
   if (int64_t{params.upperLeft.x} + params.lowerLeft.x > int64_t{params.upperRight.x} + params.lowerRight.x) {
     std::swap(params.upperLeft, params.upperRight);
     std::swap(params.lowerLeft, params.lowerRight);
-    angle = DeskewAngle(std::fmod(request.angle + 180.0, 360.0));
-    patternWidth = MulDiv(request.patternWidth, 17, 18);
+    params.angle = DeskewAngle(std::fmod(angle + 180.0, 360.0));
+    params.patternWidth = MulDiv(candidate.patternWidth, 17, 18);
     const double dx = (params.upperRight.x + params.lowerRight.x - params.upperLeft.x - params.lowerLeft.x) / 2.0;
     const double dy = (params.upperRight.y + params.lowerRight.y - params.upperLeft.y - params.lowerLeft.y) / 2.0;
-    if (patternWidth > 0) columnEstimate = static_cast<int32_t>(std::hypot(dx, dy) / patternWidth + 0.5) + 1;
+    if (params.patternWidth > 0) {
+      params.columnEstimate = static_cast<int32_t>(std::hypot(dx, dy) / params.patternWidth + 0.5) + 1;
+    }
   }
-  params.patternWidth = patternWidth;
-  params.angle = angle;
-  params.image = region;
-  params.text = request.text;
-  params.textCapacity = bufferSize;
-  params.columnEstimate = columnEstimate;
-  // The reader sets its four figures only when it gets as far as decoding;
-  // a candidate it gives up on reports the failure text's length and zeros.
-  params.textLength = 2;
-
-  const int32_t status = ReadSymbol(sampling, correction, params);
-  request.textLength = params.textLength;
-  request.errorCorrectionLevel = params.errorCorrectionLevel;
-  request.mode = params.mode;
-  request.confidence = params.confidence;
-  owner.reset();
-  if (status != 0) {
-    WriteFailureText(request.text);
-    request.textLength = 2;
-    request.errorCorrectionLevel = request.mode = request.confidence = 0;
-  }
-  return status;
+  params.image = &region;
+  return params;
 }
 
-int32_t FillReadRequest(SamplingWorkspace& sampling, CorrectionWorkspace& correction,
-                        const SymbolCandidate& candidate, const BitImage& image, SymbolReadRequest& request) {
-  request = SymbolReadRequest{};
-  const int32_t corners[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
-                              candidate.x2, candidate.y2, candidate.x3, candidate.y3};
-  for (int i = 0; i < 8; ++i) {
-    request.reported[i] = corners[i];
-    request.working[i] = static_cast<uint32_t>(corners[i]);
+// Cuts the candidate out and reads it. Returns the reader's status, or -1
+// when the cut-out is refused or cannot be made.
+int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, MatrixDecoding& out) {
+  CornerSet corners{};
+  const int32_t given[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
+                            candidate.x2, candidate.y2, candidate.x3, candidate.y3};
+  for (int i = 0; i < 8; ++i) corners.c[i] = static_cast<uint32_t>(given[i]);
+  // Bounding box over the corners, compared as unsigned numbers.
+  uint32_t minX = corners.c[0], maxX = minX, minY = corners.c[1], maxY = minY;
+  for (int i = 2; i < 8; i += 2) {
+    minX = std::min(minX, corners.c[i]);
+    maxX = std::max(maxX, corners.c[i]);
+    minY = std::min(minY, corners.c[i + 1]);
+    maxY = std::max(maxY, corners.c[i + 1]);
   }
-  request.angle = DirectionDegrees(Point{candidate.x0, candidate.y0}, Point{candidate.x2, candidate.y2});
-  request.patternWidth = candidate.patternWidth;
-  request.widthInPatternsPlusOne = candidate.widthInPatterns + 1;
-  request.flags = candidate.orientation == 1 ? 0 : kTurnHalf;
-  request.textLength = 2;
-  request.text = AllocArray<uint8_t>(kRequestTextBytes);
-  if (request.text == nullptr) return 0;
-  ReadCandidate(sampling, correction, image, request, kRequestTextBytes);
-  return 0;
+  BitImage* cut = nullptr;
+  if (CropRegion(image, &cut, static_cast<int32_t>(minX), static_cast<int32_t>(minY), static_cast<int32_t>(maxX),
+                 static_cast<int32_t>(maxY), kRegionMargin, true) != 0) {
+    return -1;
+  }
+  BitImagePtr region(cut);
+  InvertBitImage(*region);
+  ShiftCorners(corners, kRegionMargin);
+  if (candidate.orientation != 1) {
+    TurnCorners180(corners, region->width, region->rowCount);
+    if (RotateHalfTurn(*region) != 0) return kReadNoEdges;
+  }
+  const double angle = DirectionDegrees(Point{candidate.x0, candidate.y0}, Point{candidate.x2, candidate.y2});
+  return ReadSymbol(ctx.sampling, ctx.correction, MakeParams(corners, candidate, angle, *region), out);
+}
+
+}  // namespace
+
+void ShiftCorners(CornerSet& corners, int32_t margin) {
+  uint32_t minX = corners.c[0], minY = corners.c[1];
+  for (int i = 2; i < 8; i += 2) {
+    minX = std::min(minX, corners.c[i]);
+    minY = std::min(minY, corners.c[i + 1]);
+  }
+  for (int i = 0; i < 8; i += 2) {
+    corners.c[i] -= minX - static_cast<uint32_t>(margin);
+    corners.c[i + 1] -= minY - static_cast<uint32_t>(margin);
+  }
+}
+
+void TurnCorners180(CornerSet& corners, int32_t w, int32_t h) {
+  const CornerSet old = corners;
+  const uint32_t mask = (w <= 65536 && h <= 65536) ? 0xFFFFu : 0xFFFFFFFFu;
+  const auto reflect = [&](int to, int from) {
+    corners.c[2 * to] = (static_cast<uint32_t>(w) - 1 - old.c[2 * from]) & mask;
+    corners.c[2 * to + 1] = (static_cast<uint32_t>(h) - 1 - old.c[2 * from + 1]) & mask;
+  };
+  reflect(0, 3);
+  reflect(1, 2);
+  reflect(2, 1);
+  reflect(3, 0);
+}
+
+double DeskewAngle(double a) { return a > 0 ? 360 - a : -a; }
+
+void ReadCandidate(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, PassFrame frame,
+                   SymbolResult& record) {
+  const int32_t given[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
+                            candidate.x2, candidate.y2, candidate.x3, candidate.y3};
+  for (int i = 0; i < 8; i += 2) {
+    if (frame == PassFrame::kDirect) {
+      record.corners[i] = given[i];
+      record.corners[i + 1] = given[i + 1];
+    } else {
+      // A point (x, y) of the turned image is the page point (y, W - 1 - x),
+      // W being the turned image's width (the page's height).
+      record.corners[i] = given[i + 1];
+      record.corners[i + 1] = Sub32(Sub32(image.width, given[i]), 1);
+    }
+  }
+  record.direction = (candidate.orientation == 1 ? 0 : 1) + (frame == PassFrame::kTurned ? 2 : 0);
+
+  MatrixDecoding out{};
+  const int32_t status = ReadRegion(ctx, candidate, image, out);
+  if (status != 0) {
+    SetFailure(record);
+  } else {
+    if (out.text != nullptr) {
+      SetClassicText(record, out.text, out.textLength);
+    } else {
+      SetFailure(record);
+    }
+    // A candidate the reader got as far as decoding keeps the figures of its
+    // decoding, also when no text came of it.
+    record.errorCorrectionLevel = out.eclValue;
+    record.mode = out.mode;
+    record.confidence = out.confidence;
+    record.data = out.data;
+    out.data = DecodedData{};
+  }
+  FreeMatrixDecoding(out);
 }
 
 }  // namespace pdf417

@@ -1,4 +1,6 @@
 // The library's exported C functions around one result handle.
+#include <algorithm>
+#include <cstddef>
 #include <cstring>
 
 #include "api/recognition_passes.h"
@@ -9,8 +11,16 @@
 namespace {
 
 const pdf417::SymbolResult* Record(PDF417_Handle handle, int32_t index) {
-  if (handle == nullptr || index < 0 || index >= handle->symbolCount) return nullptr;
-  return &handle->results[index];
+  if (handle == nullptr || index < 0 || index >= handle->results.count) return nullptr;
+  return &handle->results.records[index];
+}
+
+// Copies the span [offset, offset + length) of a record's data store into the
+// caller's buffer, at most capacity bytes; returns length.
+int32_t CopySpan(const pdf417::DecodedData& data, int32_t offset, int32_t length, void* buffer, int32_t capacity) {
+  const int32_t n = std::min(length, capacity);
+  if (buffer != nullptr && n > 0) std::memcpy(buffer, data.store + offset, static_cast<size_t>(n));
+  return length;
 }
 
 }  // namespace
@@ -33,7 +43,7 @@ PDF417_API int32_t PDF417_ReadDib(PDF417_Handle handle, const void* dib, size_t 
   return pdf417::ReadPage(*handle, static_cast<const uint8_t*>(dib), dib ? length : 0);
 }
 
-PDF417_API int32_t PDF417_GetNumBarcodes(PDF417_Handle handle) { return handle ? handle->symbolCount : 0; }
+PDF417_API int32_t PDF417_GetNumBarcodes(PDF417_Handle handle) { return handle ? handle->results.count : 0; }
 
 PDF417_API int32_t PDF417_GetSymbolText(PDF417_Handle handle, int32_t index, int32_t* length, unsigned char* text) {
   const pdf417::SymbolResult* r = Record(handle, index);
@@ -76,8 +86,60 @@ PDF417_API int32_t PDF417_GetConfidence(PDF417_Handle handle, int32_t index) {
 
 PDF417_API void PDF417_Done(PDF417_Handle handle) {
   if (handle == nullptr) return;
-  pdf417::FreeBytes(handle->results);
+  pdf417::FreeResults(handle->results);
   pdf417::FreeBytes(handle);
+}
+
+PDF417_API int32_t PDF417_GetData(PDF417_Handle handle, int32_t index, unsigned char* buffer, int32_t capacity) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr || r->data.store == nullptr) return -1;
+  return CopySpan(r->data, 0, r->data.dataLength, buffer, capacity);
+}
+
+PDF417_API int32_t PDF417_GetEciCount(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->data.eciCount : 0;
+}
+
+PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t* designator,
+                                 int32_t* offset) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr || k < 0 || k >= r->data.eciCount) return -1;
+  if (designator) *designator = r->data.ecis[k].designator;
+  if (offset) *offset = r->data.ecis[k].offset;
+  return 0;
+}
+
+PDF417_API int32_t PDF417_GetReaderInit(PDF417_Handle handle, int32_t index) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  return r ? r->data.readerInit : 0;
+}
+
+PDF417_API int32_t PDF417_GetMacro(PDF417_Handle handle, int32_t index, PDF417_Macro* macro) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr || macro == nullptr || macro->size < offsetof(PDF417_Macro, lastSegment) + sizeof(int32_t)) return -1;
+  const pdf417::MacroFields& m = r->data.macro;
+  if (!m.present) return 0;
+  PDF417_Macro full{};
+  full.size = macro->size;
+  full.segmentIndex = m.segmentIndex;
+  full.lastSegment = m.lastSegment;
+  full.segmentCount = m.segmentCount;
+  full.timeStamp = m.timeStamp;
+  full.fileSize = m.fileSize;
+  full.checksum = m.checksum;
+  std::memcpy(macro, &full, std::min<size_t>(macro->size, sizeof full));
+  return 1;
+}
+
+PDF417_API int32_t PDF417_GetMacroField(PDF417_Handle handle, int32_t index, int32_t field, char* buffer,
+                                        int32_t capacity) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr || !r->data.macro.present) return -1;
+  const pdf417::MacroFields& m = r->data.macro;
+  const pdf417::ByteSpan* spans[] = {&m.fileId, &m.fileName, &m.sender, &m.addressee};
+  if (field < 0 || field >= 4 || spans[field]->length < 0) return -1;
+  return CopySpan(r->data, spans[field]->offset, spans[field]->length, buffer, capacity);
 }
 
 }  // extern "C"

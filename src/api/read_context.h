@@ -1,6 +1,6 @@
-// Everything one read works in. The stages that were designed around
-// process-wide work areas get them from here instead, so independent reads
-// can run on different threads at once.
+// Everything one read works in. The stages that keep large working stores
+// get them from here, so independent reads can run on different threads at
+// once.
 #pragma once
 
 #include "api/result_store.h"
@@ -14,8 +14,7 @@ struct ReadContext {
   DetectionWorkspace detection;
   SamplingWorkspace sampling;
   CorrectionWorkspace correction;
-  PassResults direct;
-  PassResults turned;
+  ResultList results;  // the direct pass's records, then the turned pass's
 };
 
 }  // namespace pdf417

@@ -1,23 +1,24 @@
+// The two recognition passes of a read: the detector finds only symbols
+// whose rows run across the image, so the page is searched as given and
+// then turned a quarter turn clockwise.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+#include "api/candidate_driver.h"
 #include "api/read_context.h"
 
 namespace pdf417 {
 
-// The page as given: loads the bitmap, detects, reads every candidate (at
-// most kPassCapacity) into ctx.direct. Directions 0 (orientation 1) and 1.
-int32_t RunDirectPass(ReadContext& ctx, const uint8_t* dib, size_t length);
+// Detects the symbols of image and appends one record per candidate to
+// ctx.results. Returns 0, or -1 when a record cannot be stored.
+int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
 
-// The page turned a quarter turn clockwise: the same into ctx.turned, with
-// each reported x mirrored (x -> W - 1 - x, W the turned width) and
-// directions 2 and 3. When the turn runs out of memory the pass reports
-// nothing: searching the unturned page again would only repeat the direct
-// pass's finds under the wrong directions.
-int32_t RunTurnedPass(ReadContext& ctx, const uint8_t* dib, size_t length);
-
-// Both passes and the hand-over into the handle.
+// Both passes over the bitmap (a packed 1-bit DIB of `length` bytes) and the
+// hand-over into the handle, whose earlier results are released first.
+// Returns 0 (also for a refused bitmap: no symbols), or -1 when the results
+// cannot be stored (the handle then holds no symbols).
 int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length);
 
 }  // namespace pdf417

@@ -1,47 +1,47 @@
+// The results of a read: one record per candidate, filled once by the
+// candidate driver and handed to the host's handle as they are.
 #pragma once
 
 #include <cstdint>
 
+#include "decode/high_level_decoder.h"
+
 namespace pdf417 {
 
 inline constexpr int32_t kTextAreaBytes = 2000;
-inline constexpr int32_t kPassCapacity = 100;
 
-// One reported symbol, laid out as 513 32-bit words.
+// One reported symbol.
 struct SymbolResult {
-  int32_t corners[8];  // x0, y0, x1, y1, x2, y2, x3, y3
-  uint8_t text[kTextAreaBytes];  // bytes up to and including the first zero byte, then zeros
-  int32_t textLength;
+  int32_t corners[8];  // x0, y0, x1, y1, x2, y2, x3, y3 in page pixels
+  // The classic text: the decoded bytes up to and including the first zero
+  // byte, zeros after it.
+  uint8_t text[kTextAreaBytes];
+  int32_t textLength;  // data bytes + 2 (at most 1000), or 2 for "?"
   int32_t direction;
   int32_t errorCorrectionLevel;
   int32_t mode;
   int32_t confidence;
+  DecodedData data;  // the data as encoded, ECI and Macro; data.store nullptr when not available
 };
-static_assert(sizeof(SymbolResult) == 513 * 4);
 
-// One recognition pass's records. A pass keeps at most kPassCapacity records:
-// candidates after the 100th are not read (a page that yields that many
-// outlines in one pass is noise, and reading every one would only cost time).
-struct PassResults {
+// A growing array of results, owned by whoever holds it (a read, then the
+// handle).
+struct ResultList {
   int32_t count;
-  SymbolResult records[kPassCapacity];
+  int32_t capacity;
+  SymbolResult* records;
 };
+
+// Appends a zero-filled record and returns it, or nullptr when storage runs
+// out (the list is then unchanged).
+SymbolResult* AppendResult(ResultList& list);
+
+// Releases every record's data and the array; the list becomes empty.
+void FreeResults(ResultList& list);
 
 }  // namespace pdf417
 
 // The handle the host holds.
 struct PDF417_Reader {
-  int32_t symbolCount;
-  pdf417::SymbolResult* results;  // symbolCount records, owned by the handle
+  pdf417::ResultList results;
 };
-
-namespace pdf417 {
-
-// Stores the two passes' records in the handle: the direct pass's as they
-// are, then the turned pass's with x and y exchanged in every corner. Earlier
-// results of the handle are released first. Returns 0, or -1 when the
-// results array cannot be allocated (the handle then holds 0 symbols). A
-// null pass counts as one that found nothing.
-int32_t StoreResults(PDF417_Reader& handle, const PassResults* direct, const PassResults* turned);
-
-}  // namespace pdf417

@@ -19,19 +19,6 @@ struct CellGrid {
   CodewordCell* cells;  // row by row from the top, each row from the left; owned by the grid
 };
 
-// Overwrites the h[0..H-1] width counts with labels: m > 0 for m modules,
-// -m for the valley between m and m + 1 modules. Returns 0, or -1 when the
-// histogram has fewer than five peaks: every label is then 0 ("no class"),
-// and a cell with any element of label 0 gets no candidates.
-int32_t LabelWidthHistogram(int32_t* h, int32_t H);
-
-// Builds count cells from widths (8 per cell) and the two label arrays of H
-// entries each. A width < 0 or >= H is classified with the label of the
-// nearest width inside 0..H-1. Returns 0, or -1 when the cell array cannot be
-// allocated (grid then count 0, no array).
-int32_t BuildCellGrid(const int32_t* widths, int32_t count, const int32_t* barLabels,
-                      const int32_t* spaceLabels, int32_t H, CellGrid& grid);
-
 // Releases the grid's cells; count becomes 0.
 void FreeCellGrid(CellGrid& grid);
 

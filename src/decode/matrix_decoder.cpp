@@ -5,12 +5,15 @@
 
 #include "decode/error_correction.h"
 #include "decode/high_level_decoder.h"
-#include "decode/matrix_decoder_steps.h"
 #include "decode/symbol_tables.h"
 #include "support/alloc.h"
 
 namespace pdf417 {
+namespace {
 
+// Sum of |w_i - d_i * s| over the eight elements, s being the bars' or the
+// spaces' pixels per module; 0.0 when the pattern's bar or space modules sum
+// to 0.
 double CandidateDeviation(const int32_t* w, const char* pattern) {
   int32_t modules[2] = {0, 0};
   double width[2] = {0.0, 0.0};
@@ -25,6 +28,8 @@ double CandidateDeviation(const int32_t* w, const char* pattern) {
   return sum;
 }
 
+// Moves every cell's best fitting (variant 0) or worst fitting (variant 1)
+// candidate to the first place. Cells with fewer than two candidates stay.
 void OrderCandidates(CellGrid& grid, int32_t variant) {
   for (int32_t c = 0; c < grid.count; ++c) {
     CodewordCell& cell = grid.cells[c];
@@ -47,6 +52,7 @@ void OrderCandidates(CellGrid& grid, int32_t variant) {
   }
 }
 
+// Exchanges row r with row rows - 1 - r, whole cells at a time.
 void ReverseRows(CellGrid& grid, int32_t rows, int32_t columns) {
   for (int32_t r = 0; r < rows / 2; ++r) {
     CodewordCell* top = grid.cells + static_cast<int64_t>(r) * columns;
@@ -59,6 +65,9 @@ void ReverseRows(CellGrid& grid, int32_t rows, int32_t columns) {
   }
 }
 
+// Resolves patterns[0..cellCount-1] (8 characters each) row by row with the
+// cluster rotation 0, 3, 6, stores the data-column codewords in order, and
+// votes the error correction level from the row indicators: *eclPower = 2^e.
 void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCount, int32_t columns,
                       int32_t* eclPower) {
   int32_t votes[9] = {};
@@ -87,8 +96,6 @@ void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCoun
   *eclPower = 1 << level;
 }
 
-namespace {
-
 // Whether corrected codewords form a symbol an encoder could have made: the
 // length descriptor and the 2^(e+1) correction codewords fill the data
 // region, and every one of the 2^(e+1) syndromes that those codewords
@@ -105,59 +112,63 @@ bool SymbolIsConsistent(const int32_t* codewords, int32_t n, int32_t eclPower) {
 }  // namespace
 
 int32_t LocatingSyndromes(int32_t eclPower, CorrectionStrength strength) {
-  if (strength == CorrectionStrength::kSpecified) return eclPower - 1;
+  if (strength == CorrectionStrength::kHalf) return eclPower - 1;
   const int32_t all = 2 * eclPower - 2;
   return all < 254 ? all : 254;
 }
 
-int32_t DecodeCodewords(CorrectionWorkspace& ws, const char* patterns, int32_t rows, int32_t columns, uint8_t** text,
-                        int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence,
-                        int32_t* lengthFits, CorrectionStrength strength) {
+void FreeMatrixDecoding(MatrixDecoding& decoding) {
+  FreeBytes(decoding.text);
+  FreeDecodedData(decoding.data);
+  decoding = MatrixDecoding{};
+}
+
+namespace {
+
+// Codewords, level vote, correction, confidence, length descriptor check and
+// decoding of one reading, from each cell's first candidate. A try that
+// gets past correction decodes the classic text and, for a consistent
+// symbol, the data as encoded.
+int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns,
+                    MatrixDecoding& out, CorrectionStrength strength) {
   const int64_t n = static_cast<int64_t>(rows) * (columns - 2);
   if (n < 1) return kErrorBadLength;
   const int64_t cellCount = static_cast<int64_t>(rows) * columns;
   // No symbol holds more than 928 codewords; correction refuses such a
   // sequence, and the count must stay within int32 for it.
   if (n > INT32_MAX || cellCount > INT32_MAX) return -1;
-  Owned<int32_t[]> codewords = MakeOwnedArray<int32_t>(static_cast<size_t>(cellCount));
-  if (!codewords) return kErrorOutOfMemory;
-
-  int32_t eclPower = 1;
-  ReadRowCodewords(patterns, codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower);
-  *eclValue = eclPower - 1;
-
-  const int32_t corrected =
-      CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), LocatingSyndromes(eclPower, strength));
-  if (corrected < 0) {
-    *confidence = 0;
-    return corrected;
-  }
-  *confidence = corrected == 0 ? 100 : static_cast<int32_t>(corrected * 100 / n);
-
-  const int32_t lengthDescriptor = codewords[0];
-  if (lengthFits) *lengthFits = SymbolIsConsistent(codewords.get(), static_cast<int32_t>(n), eclPower);
-  if (lengthDescriptor > n) return kErrorBadLength;
-  return DecodeHighLevel(codewords.get(), lengthDescriptor, text, length, mode);
-}
-
-int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
-                    int32_t* length, int32_t* eclValue, int32_t* mode, int32_t* confidence, int32_t* lengthFits,
-                    CorrectionStrength strength) {
-  const int64_t cellCount = static_cast<int64_t>(rows) * columns;
   Owned<char[]> patterns = MakeOwnedArray<char>(static_cast<size_t>(cellCount) * kPatternLength);
   if (!patterns) return -1;
   for (int64_t i = 0; i < cellCount; ++i) {
     std::memcpy(patterns.get() + i * kPatternLength, grid.cells[i].candidates[0], kPatternLength);
   }
-  return DecodeCodewords(ws, patterns.get(), rows, columns, text, length, eclValue, mode, confidence, lengthFits,
-                         strength);
+  Owned<int32_t[]> codewords = MakeOwnedArray<int32_t>(static_cast<size_t>(cellCount));
+  if (!codewords) return kErrorOutOfMemory;
+
+  int32_t eclPower = 1;
+  ReadRowCodewords(patterns.get(), codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower);
+  out.eclValue = eclPower - 1;
+
+  const int32_t corrected =
+      CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), LocatingSyndromes(eclPower, strength));
+  if (corrected < 0) {
+    out.confidence = 0;
+    return corrected;
+  }
+  out.confidence = corrected == 0 ? 100 : static_cast<int32_t>(corrected * 100 / n);
+
+  const int32_t lengthDescriptor = codewords[0];
+  out.consistent = SymbolIsConsistent(codewords.get(), static_cast<int32_t>(n), eclPower);
+  if (lengthDescriptor > n) return kErrorBadLength;
+  if (out.consistent) DecodeData(codewords.get(), lengthDescriptor, out.data);  // no data when it does not parse
+  return DecodeHighLevel(codewords.get(), lengthDescriptor, &out.text, &out.textLength, &out.mode);
 }
 
-int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t rows, int32_t columns, uint8_t** text,
-                             int32_t* length, int32_t* flipped, int32_t* eclValue, int32_t* mode,
-                             int32_t* confidence, int32_t* lengthFits, CorrectionStrength strength) {
-  *text = nullptr;
-  *flipped = 0;
+}  // namespace
+
+int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t rows, int32_t columns,
+                             MatrixDecoding& out, CorrectionStrength strength) {
+  out = MatrixDecoding{};
   // A grid that does not hold rows x columns cells cannot be read; it is
   // treated like one without data columns.
   const int64_t cellCount = static_cast<int64_t>(rows) * columns;
@@ -168,12 +179,10 @@ int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t ro
   for (int32_t attempt = 0; attempt < 4; ++attempt) {
     if (attempt == 2) {
       ReverseRows(grid, rows, columns);
-      *flipped = 1;
+      out.flipped = 1;
     }
     OrderCandidates(grid, attempt % 2);
-    FreeBytes(*text);
-    *text = nullptr;
-    status = DecodeCells(ws, grid, rows, columns, text, length, eclValue, mode, confidence, lengthFits, strength);
+    status = DecodeCells(ws, grid, rows, columns, out, strength);
     if (status >= 0) break;
   }
   return status;

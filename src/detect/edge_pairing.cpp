@@ -1,6 +1,6 @@
 #include "detect/edge_pairing.h"
 
-#include "detect/geometry.h"
+#include "support/geometry.h"
 #include "support/alloc.h"
 
 namespace pdf417 {

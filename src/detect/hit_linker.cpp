@@ -1,6 +1,6 @@
 #include "detect/hit_linker.h"
 
-#include "detect/run_overlay.h"
+#include "support/run_overlay.h"
 #include "support/alloc.h"
 
 namespace pdf417 {

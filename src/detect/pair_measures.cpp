@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "detect/edge_pairing.h"
-#include "detect/geometry.h"
+#include "support/geometry.h"
 #include "support/muldiv.h"
 
 namespace pdf417 {

@@ -17,7 +17,7 @@ int32_t ReadInt32(const uint8_t* p) {
 
 }  // namespace
 
-BitImage* LoadBitImageBytes(const uint8_t* dib, size_t length) {
+BitImage* LoadBitImage(const uint8_t* dib, size_t length) {
   if (dib == nullptr || length < kPixelOffset) return nullptr;
   const unsigned bitCount = static_cast<unsigned>(dib[14]) | static_cast<unsigned>(dib[15]) << 8;
   if (bitCount != 1) return nullptr;
@@ -62,14 +62,6 @@ BitImage* LoadBitImageBytes(const uint8_t* dib, size_t length) {
   return image;
 }
 
-BitImage* LoadBitImage(PDF417_Block block) {
-  const auto* bytes = static_cast<const uint8_t*>(PDF417_BlockLock(block));
-  if (bytes == nullptr) return nullptr;
-  BitImage* image = LoadBitImageBytes(bytes, PDF417_BlockSize(block));
-  PDF417_BlockUnlock(block);
-  return image;
-}
-
 BitImage* CopyBitImageHeader(const BitImage& image) {
   BitImage* copy = AllocArray<BitImage>(1);
   if (copy == nullptr) return nullptr;
@@ -86,9 +78,8 @@ BitImage* CopyBitImageHeader(const BitImage& image) {
   return copy;
 }
 
-int32_t InvertBitImage(BitImage& image) {
+void InvertBitImage(BitImage& image) {
   for (int32_t i = 0; i < image.size; ++i) image.pixels[i] = static_cast<uint8_t>(~image.pixels[i]);
-  return 0;
 }
 
 void FreeBitImagePixels(BitImage* image) {

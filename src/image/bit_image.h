@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "pdf417/pdf417.h"
 
 namespace pdf417 {
 
@@ -28,18 +27,14 @@ inline constexpr int64_t kMaxPixelBytes = int64_t{1} << 30;
 // pdf417.h). Returns nullptr when the bitmap is refused (bit count not 1,
 // zero width or height, pixel rows over kMaxPixelBytes, block shorter than
 // 48 + stride * height bytes) or memory runs out.
-BitImage* LoadBitImageBytes(const uint8_t* dib, size_t length);
-
-// The same for a memory block: locks it for the copy and unlocks it again.
-// A null or unlockable block is refused.
-BitImage* LoadBitImage(PDF417_Block block);
+BitImage* LoadBitImage(const uint8_t* dib, size_t length);
 
 // New image with the same geometry and a zero-filled buffer; nullptr when
 // memory runs out.
 BitImage* CopyBitImageHeader(const BitImage& image);
 
-// Complements the first size bytes of the buffer. Returns 0.
-int32_t InvertBitImage(BitImage& image);
+// Complements the first size bytes of the buffer.
+void InvertBitImage(BitImage& image);
 
 // Releases the pixel buffer (the record stays). nullptr is accepted.
 void FreeBitImagePixels(BitImage* image);

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "detect/geometry.h"
+#include "support/geometry.h"
 #include "support/alloc.h"
 #include "support/line_fit.h"
 #include "support/row_runs.h"

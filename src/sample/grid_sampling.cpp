@@ -4,11 +4,9 @@
 #include <cstring>
 
 #include "decode/cell_grid.h"
-#include "decode/matrix_decoder.h"
 #include "decode/symbol_tables.h"
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
-#include "sample/row_indicators.h"
 #include "support/alloc.h"
 #include "support/line_sampler.h"
 #include "support/muldiv.h"
@@ -202,40 +200,6 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
   LabelWidthHistogram(spaces.get(), H);
   return BuildCellGrid(matrix.get(), static_cast<int32_t>(cellCount), bars.get(), spaces.get(), H, grid) == 0 ? 0
                                                                                                               : -1;
-}
-
-int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
-                           const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                           GridSamplingResult& result, GridReading reading, CorrectionStrength strength) {
-  const int32_t k = selection.used - 9;
-  result.columns = k;
-  result.boundaries = k + 1;
-  result.rows = rows;
-  result.text = nullptr;
-  CellGrid grid{};
-  int32_t status = SampleCellGrid(image, p1, p3, p0, p2, rows, selection, ws, grid, reading);
-  if (status == 0) {
-    if (reading == GridReading::kByCodewordTotal) {
-      const IndicatedSize size = ReadIndicatedSize(grid, rows, k);
-      result.indicatedRows = size.rows;
-      result.indicatedDataColumns = size.dataColumns;
-      strength = CorrectionStrength::kFull;
-    }
-    uint8_t* text = nullptr;
-    const int32_t decoded = DecodeCodewordMatrix(correction, grid, rows, k, &text, &result.textLength,
-                                                 &result.rowsReversed, &result.errorCorrectionLevel, &result.mode,
-                                                 &result.confidence, &result.lengthFits, strength);
-    // Only a successful decode hands out text; anything else left behind is
-    // released so that a missing text always means "not decoded".
-    if (decoded != 0) {
-      FreeBytes(text);
-      text = nullptr;
-    }
-    result.text = text;
-  }
-  FreeCellGrid(grid);
-  ReleaseRowSimilarityProfile(ws);
-  return status;
 }
 
 }  // namespace pdf417

@@ -1,14 +1,12 @@
 // Codeword grid sampling: draws the column boundaries between the symbol's
 // bottom and top lines, places one sample line per row where neighbouring
-// scan lines agree best, measures eight element widths per codeword, turns
-// widths into module counts through two width histograms and has the grid
-// decoded.
+// scan lines agree best, measures eight element widths per codeword and turns
+// widths into module counts, giving the cell grid that decoding reads.
 #pragma once
 
 #include <cstdint>
 
 #include "decode/cell_grid.h"
-#include "decode/matrix_decoder.h"
 #include "image/bit_image.h"
 #include "sample/edge_tracing.h"
 #include "sample/sampling_workspace.h"
@@ -16,34 +14,18 @@
 
 namespace pdf417 {
 
-struct CorrectionWorkspace;
-
-// How a grid is read. The specified reading places each row's sample line at
-// the first position where neighbouring scan lines agree best and labels
-// widths through the symbol's two width histograms. The second reading is
-// tried only when that one decodes nothing: it places the line in the middle
-// of the longest stretch of best agreement and measures every codeword
-// against its own 17-module total. On crisp skewed symbols the first
-// position of best agreement lies one pixel inside the row border, where the
-// line clips the neighbouring row; and a symbol without any 6-module element
-// gets only five histogram peaks, for which the histogram labelling shifts
-// every label. The second reading is not affected by either.
-enum class GridReading { kSpecified, kByCodewordTotal };
-
-struct GridSamplingResult {
-  int32_t columns;      // k, row indicator columns included
-  int32_t boundaries;   // k + 1
-  int32_t rows;
-  uint8_t* text;        // decoded text (FreeBytes), or nullptr
-  int32_t textLength;
-  int32_t rowsReversed;
-  int32_t errorCorrectionLevel;
-  int32_t mode;
-  int32_t confidence;
-  int32_t lengthFits;   // 1 when the decoded symbol is consistent (see DecodeCodewordMatrix)
-  int32_t indicatedRows;         // second reading only: R and C as the row indicators
-  int32_t indicatedDataColumns;  // of the sampled grid state them, 0 when unknown
-};
+// How a grid is read. The histogram reading places each row's sample line
+// at the first position where neighbouring scan lines agree best and labels
+// widths through the symbol's two width histograms. The reading by
+// codeword totals is tried only when that one decodes nothing: it places
+// the line in the middle of the longest stretch of best agreement and
+// measures every codeword against its own 17-module total. On crisp skewed
+// symbols the first position of best agreement lies one pixel inside the
+// row border, where the line clips the neighbouring row; and a symbol
+// without any 6-module element gets only five histogram peaks, for which
+// the histogram labelling shifts every label. The reading by codeword
+// totals is not affected by either.
+enum class GridReading { kHistogram, kByCodewordTotal };
 
 // Where the line through (xa, ya) and (xb, yb) meets the fitted edge line
 // x = slope * y + intercept, each coordinate rounded by adding 0.5 and
@@ -84,21 +66,13 @@ void CountElementWidths(const int32_t* matrix, int64_t elements, int32_t* bars, 
 
 // Samples the width matrix between the bottom line p1-p3 and the top line
 // p0-p2 on the boundaries selected edges 4 .. k + 4 (k = selection.used - 9),
-// labels the two width histograms and builds the cell grid (owned by the
-// caller, FreeCellGrid). Returns 0, or -1 when k < 1, rows < 1, the
-// selection holds fewer than k + 9 records or storage runs out (grid empty).
-// Leaves the row similarity profile in place.
+// labels the widths and builds the cell grid (owned by the caller,
+// FreeCellGrid) of rows x k cells. The row similarity profile in ws (from
+// EstimateRowCount on the same outline) places the sample lines; it is only
+// read. Returns 0, or -1 when k < 1, rows < 1, the selection holds fewer
+// than k + 9 records or storage runs out (grid empty).
 int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
                        const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid,
-                       GridReading reading = GridReading::kSpecified);
-
-// Samples, classifies and decodes the grid between the bottom line p1-p3 and
-// the top line p0-p2. Returns 0, or -1 when k < 1, rows < 1 or storage runs
-// out (no text then). Always releases the row similarity profile. The
-// reading by codeword totals always corrects at full strength.
-int32_t SampleCodewordGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
-                           const EdgeSelection& selection, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                           GridSamplingResult& result, GridReading reading = GridReading::kSpecified,
-                           CorrectionStrength strength = CorrectionStrength::kSpecified);
+                       GridReading reading = GridReading::kHistogram);
 
 }  // namespace pdf417

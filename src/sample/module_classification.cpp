@@ -313,10 +313,5 @@ int32_t BuildCellGridByTotal(const int32_t* widths, int32_t count, CellGrid& gri
   return BuildCells(widths, count, grid, ClassifyCellByTotal);
 }
 
-void FreeCellGrid(CellGrid& grid) {
-  FreeBytes(grid.cells);
-  grid.cells = nullptr;
-  grid.count = 0;
-}
 
 }  // namespace pdf417

@@ -1,8 +1,6 @@
 // Module classification: element widths in pixels become module counts
 // through the labelled bar and space width histograms, and every measured
 // codeword becomes a cell with up to five candidate patterns.
-// LabelWidthHistogram, BuildCellGrid and FreeCellGrid are declared in
-// decode/cell_grid.h.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +10,19 @@
 namespace pdf417 {
 
 inline constexpr int32_t kMaxCandidates = 5;
+
+// Overwrites the h[0..H-1] width counts with labels: m > 0 for m modules,
+// -m for the valley between m and m + 1 modules. Returns 0, or -1 when the
+// histogram has fewer than five peaks: every label is then 0 ("no class"),
+// and a cell with any element of label 0 gets no candidates.
+int32_t LabelWidthHistogram(int32_t* h, int32_t H);
+
+// Builds count cells from widths (8 per cell) and the two label arrays of H
+// entries each. A width < 0 or >= H is classified with the label of the
+// nearest width inside 0..H-1. Returns 0, or -1 when the cell array cannot be
+// allocated (grid then count 0, no array).
+int32_t BuildCellGrid(const int32_t* widths, int32_t count, const int32_t* barLabels,
+                      const int32_t* spaceLabels, int32_t H, CellGrid& grid);
 
 // Fills candidateCount, moduleDigits and candidates of cell from its
 // elementWidths and the two label arrays of H entries each (widths outside

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "detect/run_overlay.h"
+#include "support/run_overlay.h"
 #include "support/alloc.h"
 #include "support/muldiv.h"
 

@@ -7,6 +7,7 @@
 #include "sample/edge_tracing.h"
 #include "sample/grid_sampling.h"
 #include "sample/row_count.h"
+#include "sample/row_indicators.h"
 #include "sample/sampling_workspace.h"
 #include "support/alloc.h"
 
@@ -14,36 +15,6 @@ namespace pdf417 {
 namespace {
 
 constexpr double kPi = 3.1415926535;
-
-// Writes the failure text "?" and its zero byte, as much of it as fits.
-void WriteFailureText(SymbolReaderParams& params) {
-  static const uint8_t kFailure[2] = {'?', 0};
-  if (params.text != nullptr) {
-    const int32_t n = params.textCapacity < 2 ? params.textCapacity : 2;
-    for (int32_t i = 0; i < n; ++i) params.text[i] = kFailure[i];
-  }
-  params.textLength = 2;
-}
-
-// Copies a decoded text (length - 2 data bytes and two zero bytes) into the
-// caller's buffer. A text that does not fit is cut: at most capacity - 2 data
-// bytes are copied, followed by two zero bytes, and the reported length is
-// the copied bytes + 2, so it still means "data bytes + 2" and nothing is
-// written past the buffer.
-void CopyDecodedText(SymbolReaderParams& params, const uint8_t* text, int32_t length) {
-  const int32_t room = params.text != nullptr ? params.textCapacity - 2 : -1;
-  if (room < 0) {
-    WriteFailureText(params);
-    return;
-  }
-  int32_t data = length - 2;
-  if (data < 0) data = 0;
-  if (data > room) data = room;
-  std::memcpy(params.text, text, static_cast<size_t>(data));
-  params.text[data] = 0;
-  params.text[data + 1] = 0;
-  params.textLength = data + 2;
-}
 
 // A selection's outline: the outer edges' ends and the four corners where
 // the fitted outer edges meet the top line (upper ends) and the bottom line
@@ -68,51 +39,78 @@ Outline OutlineOf(const EdgeSelection& selection) {
   return o;
 }
 
-// The second reading of a selection, measuring every codeword against its
-// own total with the sample line in the middle of its row
-// (GridReading::kByCodewordTotal): for the estimated row count, one row more
-// and one less (an estimate off by one misplaces every line), and the row
-// count the row indicators of the first of these grids state. Reports the
-// column count the indicators state in *indicatedColumns (0 when unknown).
+// Samples the grid of one outline and decodes it into out (emptied first).
+// The reading by codeword totals always corrects with all but two
+// correction codewords and reports the row and column counts the row
+// indicators state (0 when unknown). Returns the sampling status.
+int32_t DecodeOutline(const BitImage& image, const Outline& o, int32_t rows, const EdgeSelection& selection,
+                      GridReading reading, CorrectionStrength strength, SamplingWorkspace& ws,
+                      CorrectionWorkspace& correction, MatrixDecoding& out, IndicatedSize* indicated = nullptr) {
+  out = MatrixDecoding{};
+  CellGrid grid{};
+  const int32_t status = SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid, reading);
+  if (status == 0) {
+    const int32_t k = selection.used - 9;
+    if (reading == GridReading::kByCodewordTotal) {
+      if (indicated) *indicated = ReadIndicatedSize(grid, rows, k);
+      strength = CorrectionStrength::kAllButTwo;
+    }
+    DecodeCodewordMatrix(correction, grid, rows, k, out, strength);
+  }
+  FreeCellGrid(grid);
+  return status;
+}
+
+// Takes a consistent decoding in place of the current result.
+bool TakeIfConsistent(MatrixDecoding& candidate, MatrixDecoding& result) {
+  if (candidate.text == nullptr || !candidate.consistent) {
+    FreeMatrixDecoding(candidate);
+    return false;
+  }
+  FreeMatrixDecoding(result);
+  result = candidate;
+  candidate = MatrixDecoding{};
+  return true;
+}
+
+// The reading of a selection by codeword totals, with the sample line in the
+// middle of its row (GridReading::kByCodewordTotal): for the estimated row
+// count, one row more and one less (an estimate off by one misplaces every
+// line), and the row count the row indicators of the first of these grids
+// state. Reports the column count the indicators state in *indicatedColumns
+// (0 when unknown).
 bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, SamplingWorkspace& ws,
-                         CorrectionWorkspace& correction, GridSamplingResult& result, int32_t* indicatedColumns) {
+                         CorrectionWorkspace& correction, MatrixDecoding& result, int32_t* indicatedColumns) {
   const Outline o = OutlineOf(selection);
   int32_t estimated = 0;
   if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) != 0) return false;
-  ReleaseRowSimilarityProfile(ws);
   int32_t tries[4] = {estimated, estimated + 1, estimated - 1, 0};
   for (int32_t t = 0; t < 4; ++t) {
     const int32_t rows = tries[t];
     if (rows < 1) continue;
-    int32_t ignored = 0;
-    // Sampling releases the profile after every grid; each one rebuilds it.
-    if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &ignored) != 0) return false;
-    GridSamplingResult again{};
-    SampleCodewordGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, correction, again,
-                       GridReading::kByCodewordTotal);
+    MatrixDecoding again{};
+    IndicatedSize indicated{};
+    DecodeOutline(image, o, rows, selection, GridReading::kByCodewordTotal, CorrectionStrength::kAllButTwo, ws,
+                  correction, again, &indicated);
     if (t == 0) {
-      *indicatedColumns = again.indicatedDataColumns;
-      const int32_t indicated = again.indicatedRows;
-      if (indicated != estimated && indicated != estimated + 1 && indicated != estimated - 1) tries[3] = indicated;
+      *indicatedColumns = indicated.dataColumns;
+      if (indicated.rows != estimated && indicated.rows != estimated + 1 && indicated.rows != estimated - 1) {
+        tries[3] = indicated.rows;
+      }
     }
-    if (again.text != nullptr && again.lengthFits) {
-      FreeBytes(result.text);
-      result = again;
-      return true;
-    }
-    FreeBytes(again.text);
+    if (TakeIfConsistent(again, result)) return true;
   }
   return false;
 }
 
-// Reads by codeword totals with the specified selection and with the
-// selection by layout, for the column count the candidate gives and for
+// Reads by codeword totals with the histogram reading's selection and with
+// the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
-bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* specified,
+bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first,
                     int32_t k, int32_t patternWidth, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                    GridSamplingResult& result) {
+                    MatrixDecoding& result) {
   int32_t indicated = 0;
-  if (specified != nullptr && ReadByCodewordTotal(image, *specified, ws, correction, result, &indicated)) return true;
+  if (first != nullptr && ReadByCodewordTotal(image, *first, ws, correction, result, &indicated)) return true;
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
   for (int32_t t = 0; t < 3; ++t) {
     const int32_t columns = tries[t];
@@ -134,7 +132,7 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
 // corners, which the detector finds only to a few pixels; on a long skewed
 // edge that error makes the projection drift out of its tolerance and the
 // trace stop early.
-bool FrameFromEdges(const EdgeTrace* edges, int32_t count, const ReaderFrame& specified, ReaderFrame* frame) {
+bool FrameFromEdges(const EdgeTrace* edges, int32_t count, const ReaderFrame& initial, ReaderFrame* frame) {
   int32_t longest = 0;
   for (int32_t i = 0; i < count; ++i) longest = std::max(longest, edges[i].count);
   float slopes[64];
@@ -145,27 +143,27 @@ bool FrameFromEdges(const EdgeTrace* edges, int32_t count, const ReaderFrame& sp
   if (n == 0) return false;
   std::nth_element(slopes, slopes + n / 2, slopes + n);
   const double slope = slopes[n / 2];
-  *frame = specified;
+  *frame = initial;
   const double theta = -std::atan(slope);
   frame->sinTheta = std::sin(theta);
   frame->cosTheta = std::cos(theta);
-  frame->stepDirection = slope > 0.005 ? 1 : slope < -0.005 ? -1 : specified.stepDirection;
+  frame->stepDirection = slope > 0.005 ? 1 : slope < -0.005 ? -1 : initial.stepDirection;
   return true;
 }
 
-// The second reading, tried only after the specified one decoded nothing or
-// something inconsistent (length descriptor and correction codewords not
-// filling the symbol), and taken only when it is consistent itself: first the
-// traced edges again, then edges traced anew in a frame square to them.
-// Reed-Solomon correction still decides whether a reading holds, so this
-// only replaces "?" and impossible results; a symbol that the specified
-// reading decodes consistently is never read twice.
-void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection& specified,
-               int32_t k, const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-               GridSamplingResult& result) {
-  if (ReadEdgesAgain(image, edges, count, &specified, k, params.patternWidth, ws, correction, result)) return;
-  const ReaderFrame first = ws.frame;
-  if (!FrameFromEdges(edges, count, first, &ws.frame)) return;
+// The second reading, tried only after the histogram reading decoded
+// nothing or something inconsistent (length descriptor and correction
+// codewords not filling the symbol), and taken only when it is consistent
+// itself: first the traced edges again, then edges traced anew in a frame
+// square to them. Reed-Solomon correction still decides whether a reading
+// holds, so this only replaces "?" and impossible results; a symbol that the
+// histogram reading decodes consistently is never read twice.
+void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection& first, int32_t k,
+               const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
+               MatrixDecoding& result) {
+  if (ReadEdgesAgain(image, edges, count, &first, k, params.patternWidth, ws, correction, result)) return;
+  const ReaderFrame initial = ws.frame;
+  if (!FrameFromEdges(edges, count, initial, &ws.frame)) return;
   BitImagePtr barStarts(MakeBarStartImage(image, ws));
   EdgeTrace* again = nullptr;
   int32_t againCount = 0;
@@ -179,7 +177,38 @@ void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, con
     FreeEdgeSelection(selection);
   }
   FreeEdgeStore(again, againCount);
-  ws.frame = first;
+  ws.frame = initial;
+}
+
+// A copy of the grid's cells, so that the same measurements can be decoded
+// twice (decoding reorders candidates and rows in place).
+int32_t CopyCellGrid(const CellGrid& from, CellGrid& to) {
+  to = CellGrid{};
+  to.cells = AllocArray<CodewordCell>(static_cast<size_t>(from.count));
+  if (to.cells == nullptr) return -1;
+  std::memcpy(to.cells, from.cells, sizeof(CodewordCell) * static_cast<size_t>(from.count));
+  to.count = from.count;
+  return 0;
+}
+
+// The histogram reading of the outline, then the same grid once more with
+// its errors located by all correction codewords but two, taken only when
+// that is consistent.
+void ReadByHistogram(const BitImage& image, const Outline& o, int32_t rows, const EdgeSelection& selection,
+                     SamplingWorkspace& ws, CorrectionWorkspace& correction, MatrixDecoding& result) {
+  CellGrid grid{}, copy{};
+  const int32_t k = selection.used - 9;
+  if (SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid) == 0) {
+    const bool copied = CopyCellGrid(grid, copy) == 0;
+    DecodeCodewordMatrix(correction, grid, rows, k, result);
+    if ((result.text == nullptr || !result.consistent) && copied) {
+      MatrixDecoding strong{};
+      DecodeCodewordMatrix(correction, copy, rows, k, strong, CorrectionStrength::kAllButTwo);
+      TakeIfConsistent(strong, result);
+    }
+  }
+  FreeCellGrid(grid);
+  FreeCellGrid(copy);
 }
 
 }  // namespace
@@ -208,10 +237,9 @@ std::atomic<int32_t>& TracingStepDirection() {
   return step;
 }
 
-int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, SymbolReaderParams& params) {
-  // The workspace arrives zero-filled from the caller's allocator, so the
-  // "working storage" step cannot fail here; a profile left by an earlier
-  // read that stopped early is released before anything else.
+int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, const SymbolReaderParams& params,
+                   MatrixDecoding& out) {
+  out = MatrixDecoding{};
   ReleaseRowSimilarityProfile(ws);
   ws.frame = MakeReaderFrame(params);
 
@@ -225,33 +253,28 @@ int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, Symbo
   }
   ws.frame.stepDirection = stepDirection.load();
 
-  if (params.image == nullptr) return 20;
+  if (params.image == nullptr) return kReadNoEdges;
   const BitImage& image = *params.image;
 
-  // A bar-start image that cannot be made ends the read like any other
-  // storage failure.
   BitImagePtr barStarts(MakeBarStartImage(image, ws));
-  if (!barStarts) return 20;
+  if (!barStarts) return kReadNoEdges;
   EdgeTrace* edges = nullptr;
   int32_t count = 0;
   const int32_t traced = TraceEdges(*barStarts, ws.frame, &edges, &count);
   barStarts.reset();
-  if (traced != 0) return traced;
-  if (DropShortEdges(&edges, &count, 3) != 0) return 20;
+  if (traced != 0) return kReadNoEdges;
+  if (DropShortEdges(&edges, &count, 3) != 0) return kReadNoEdges;
 
   const int32_t k = params.columnEstimate - 3;
   EdgeSelection selection{};
-  if (SelectEdges(edges, count, k, params.lowerLeft, selection) != 0) {
-    // Without the selection's storage the read cannot go on.
-    FreeEdgeStore(edges, count);
-    return 20;
-  }
   // The outer edges are records 0 and k + 8: with fewer than k + 9 selected
-  // edges (or k + 9 < 1) the symbol has no usable outline.
-  if (selection.used < 1 || selection.kept < selection.used) {
+  // edges (or k + 9 < 1), or without the selection's storage, the symbol has
+  // no usable outline.
+  if (SelectEdges(edges, count, k, params.lowerLeft, selection) != 0 || selection.used < 1 ||
+      selection.kept < selection.used) {
     FreeEdgeSelection(selection);
     FreeEdgeStore(edges, count);
-    return 20;
+    return kReadNoEdges;
   }
 
   const Outline o = OutlineOf(selection);
@@ -261,44 +284,13 @@ int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, Symbo
     ReleaseRowSimilarityProfile(ws);
     FreeEdgeSelection(selection);
     FreeEdgeStore(edges, count);
-    return -1;
+    return kReadNoRows;
   }
-
-  GridSamplingResult result{};
-  SampleCodewordGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, correction, result);
-  if (result.text == nullptr || !result.lengthFits) {
-    // The same grid once more, its errors located with every correction
-    // codeword but two; taken only when the result is consistent.
-    GridSamplingResult strong{};
-    int32_t ignored = 0;
-    if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &ignored) == 0) {
-      SampleCodewordGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, correction, strong,
-                         GridReading::kSpecified, CorrectionStrength::kFull);
-    }
-    if (strong.text != nullptr && strong.lengthFits) {
-      FreeBytes(result.text);
-      result = strong;
-    } else {
-      FreeBytes(strong.text);
-    }
-  }
-  if (result.text == nullptr || !result.lengthFits) {
-    ReadAgain(image, edges, count, selection, k, params, ws, correction, result);
-  }
+  ReadByHistogram(image, o, rows, selection, ws, correction, out);
+  if (out.text == nullptr || !out.consistent) ReadAgain(image, edges, count, selection, k, params, ws, correction, out);
+  ReleaseRowSimilarityProfile(ws);
   FreeEdgeSelection(selection);
   FreeEdgeStore(edges, count);
-
-  // When sampling stopped before decoding the figures stay 0, as the result
-  // was zero-filled.
-  if (result.text != nullptr) {
-    CopyDecodedText(params, result.text, result.textLength);
-  } else {
-    WriteFailureText(params);
-  }
-  params.errorCorrectionLevel = result.errorCorrectionLevel;
-  params.mode = result.mode;
-  params.confidence = result.confidence;
-  FreeBytes(result.text);
   return 0;
 }
 

@@ -1,10 +1,12 @@
-// Symbol sampling: reads one prepared candidate region (dark pixel = 1 bit,
-// symbol upright) into text.
+// The symbol reader: reads one prepared candidate region (dark pixel = 1 bit,
+// symbol upright): traces its edges, counts its rows, has its grid sampled
+// and decodes the grid.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
+#include "decode/matrix_decoder.h"
 #include "image/bit_image.h"
 #include "sample/sampling_workspace.h"
 #include "support/point.h"
@@ -21,21 +23,20 @@ struct SymbolReaderParams {
   Point lowerRight;  // lower end of that edge
   int32_t patternWidth;
   double angle;           // degrees, 0 to below 360; chooses the tracing step
-  BitImage* image;        // the region, owned by the caller
-  uint8_t* text;          // receives the text and its zero byte
-  int32_t textCapacity;   // size of text
+  const BitImage* image;  // the region, owned by the caller
   int32_t columnEstimate; // widthInPatterns + 1
-  int32_t textLength;            // out
-  int32_t errorCorrectionLevel;  // out
-  int32_t mode;                  // out
-  int32_t confidence;            // out
 };
 
-// Reads the region. Returns 0 when it got as far as sampling and decoding
-// (the out fields are then set: decoded text, or the failure text "?" with
-// textLength 2), 20 when storage runs out or no usable edge is found, -1 when
-// no row is found.
-int32_t ReadSymbol(SamplingWorkspace& sampling, CorrectionWorkspace& correction, SymbolReaderParams& params);
+// Status of a read that stopped before decoding.
+inline constexpr int32_t kReadNoEdges = 20;  // storage ran out or no usable outline was traced
+inline constexpr int32_t kReadNoRows = -1;   // no row was found
+
+// Reads the region into out (emptied first; released by the caller with
+// FreeMatrixDecoding). Returns 0 when it got as far as sampling and decoding
+// (out.text is then the decoded text, or nullptr when nothing decoded),
+// kReadNoEdges or kReadNoRows otherwise.
+int32_t ReadSymbol(SamplingWorkspace& sampling, CorrectionWorkspace& correction, const SymbolReaderParams& params,
+                   MatrixDecoding& out);
 
 // The reader's frame of reference for a parameter block: origin at
 // upperLeft, theta the direction of the top edge upperLeft -> upperRight,

@@ -6,6 +6,7 @@
 namespace pdf417 {
 namespace {
 
+#if PDF417_FAULT_INJECTION
 // Per-thread fault-injection state of the test hook. It is the only state the
 // allocator keeps, and it is per thread so that reads on other threads are
 // never affected.
@@ -22,13 +23,18 @@ bool ShouldFail() {
   if (tFault.failFrom == 0) return false;
   return tFault.only ? n == tFault.failFrom : n >= tFault.failFrom;
 }
+void CountLive(long change) { tFault.live += change; }
+#else
+constexpr bool ShouldFail() { return false; }
+void CountLive(long) {}
+#endif
 
 }  // namespace
 
 void* AllocZeroed(std::size_t bytes) {
   if (ShouldFail()) return nullptr;
   void* block = std::calloc(bytes == 0 ? 1 : bytes, 1);
-  if (block) ++tFault.live;
+  if (block) CountLive(1);
   return block;
 }
 
@@ -47,10 +53,11 @@ void* ResizeZeroed(void* block, std::size_t oldBytes, std::size_t newBytes) {
 
 void FreeBytes(void* block) {
   if (block == nullptr) return;
-  --tFault.live;
+  CountLive(-1);
   std::free(block);
 }
 
+#if PDF417_FAULT_INJECTION
 namespace alloc_testing {
 void FailFrom(long n) {
   tFault.attempts = 0;
@@ -70,5 +77,6 @@ void Reset() {
   tFault.only = false;
 }
 }  // namespace alloc_testing
+#endif
 
 }  // namespace pdf417

@@ -1,6 +1,7 @@
 // Every allocation of the library goes through this zero-filling allocator.
-// A test hook can make the N-th allocation fail, so that every allocation
-// failure outcome can be reached in tests; RAII owners release what they hold.
+// In test builds a hook can make the N-th allocation fail, so that every
+// allocation failure outcome can be reached in tests; RAII owners release
+// what they hold.
 #pragma once
 
 #include <cstddef>
@@ -54,6 +55,8 @@ Owned<T[]> MakeOwnedArray(std::size_t n) {
   return Owned<T[]>(AllocArray<T>(n));
 }
 
+#if PDF417_FAULT_INJECTION
+// The test hook, compiled in only for test builds (PDF417_FAULT_INJECTION).
 namespace alloc_testing {
 // Makes the n-th allocation (1-based, counted from this call, on this thread)
 // and every later one fail; 0 switches failures off. Per thread, so tests on
@@ -68,5 +71,6 @@ long Live();
 // Switches failures off and sets the attempt counter to 0.
 void Reset();
 }  // namespace alloc_testing
+#endif
 
 }  // namespace pdf417

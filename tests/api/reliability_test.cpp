@@ -1,13 +1,12 @@
 // Reliability of the whole read through the public API: every allocation of
-// a read failed in turn, hostile and extreme bitmaps, and time bounds on
-// large pages. Whatever happens, a read ends as the API promises: -1 with no
+// a read failed in turn, hostile and extreme bitmaps, fuzzer regressions.
+// Whatever happens, a read ends as the API promises: -1 with no
 // symbols only when the results cannot be stored, otherwise 0 with every
 // result either decoded correctly or "?", nothing leaked, nothing written
 // beyond any buffer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -17,7 +16,6 @@
 #include <string>
 #include <vector>
 
-#include "../../fuzz/fuzz_input.h"
 #include "api/api_results.h"
 #include "factory/page_factory.h"
 #include "pdf417/pdf417.h"
@@ -39,15 +37,6 @@ using test::UndecodableSymbolPage;
 
 bool LongTests() { return std::getenv("PDF417_LONG_TESTS") != nullptr; }
 
-// The hang guard on single reads, in seconds: none under Valgrind
-// (scripts/valgrind.sh sets PDF417_SLOW_RUN), where everything runs some
-// fifty times slower.
-double TimeLimit() { return std::getenv("PDF417_SLOW_RUN") ? 1e9 : 20.0; }
-
-double Seconds(std::chrono::steady_clock::time_point since) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
 // Every result has figures in their documented ranges; a decoded one ends in
 // its two zero bytes.
 void ExpectWellFormed(const std::vector<ApiResult>& results, const std::string& context) {
@@ -65,17 +54,13 @@ void ExpectWellFormed(const std::vector<ApiResult>& results, const std::string& 
   }
 }
 
-// Besides, every result is either the failure text "?" or exactly one of the
-// texts on the page.
-void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const std::vector<std::string>& expected,
+// Besides, every result is either undecoded or exactly one of the payloads
+// on the page.
+void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const std::vector<std::string>& payloads,
                                const std::string& context) {
   ExpectWellFormed(results, context);
-  for (const ApiResult& r : results) {
-    if (!r.decoded()) continue;
-    EXPECT_NE(std::find(expected.begin(), expected.end(), r.data()), expected.end())
-        << context << ": wrong text '" << r.data().substr(0, 40) << "' (length " << r.length << ", confidence "
-        << r.confidence << ")";
-  }
+  std::string why;
+  EXPECT_TRUE(test::OnlyPayloads(results, payloads, &why)) << context << ": " << why;
 }
 
 struct SweepCount {
@@ -118,15 +103,12 @@ SweepCount SweepAllocationFailures(const TestPage& p, bool failOnly, long dense,
     ++count.points;
     const std::vector<ApiResult> results = test::CollectResults(h);
     if (status == -1) {
-      // Only the results array, the read's last allocation, may fail this way.
+      // The results could not be stored: the handle holds none.
       EXPECT_TRUE(results.empty()) << context;
-      if (failOnly) {
-        EXPECT_EQ(attempts, n) << context;
-      }
     } else {
       EXPECT_EQ(status, 0) << context;
     }
-    ExpectOnlyCorrectOrFailed(results, p.expected, context);
+    ExpectOnlyCorrectOrFailed(results, p.payloads, context);
     PDF417_Done(h);
     EXPECT_EQ(alloc_testing::Live(), live) << context << ": leaked";
   }
@@ -146,12 +128,11 @@ TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
   // Every point of both kinds in the long run. By default every point of
   // FailOnly up to the first 300 and every 7th after, every 7th of FailFrom
   // (which differs from FailOnly only after the first failure).
-  const auto start = std::chrono::steady_clock::now();
   const long stride = LongTests() ? 1 : 7;
   const SweepCount only = SweepAllocationFailures(p, true, 300, stride);
   const SweepCount from = SweepAllocationFailures(p, false, 0, stride);
-  std::printf("%s: %ld allocations per read; %ld FailOnly and %ld FailFrom failure points exercised, %.1f s\n",
-              GetParam().name, only.allocations, only.points, from.points, Seconds(start));
+  std::printf("%s: %ld allocations per read; %ld FailOnly and %ld FailFrom failure points exercised\n",
+              GetParam().name, only.allocations, only.points, from.points);
   EXPECT_GT(only.points, 0);
 }
 
@@ -204,64 +185,6 @@ std::vector<uint8_t> RawDib(int32_t width, int32_t height, uint16_t bitCount, si
 
 size_t Stride(int64_t width) { return static_cast<size_t>((width + 31) / 32 * 4); }
 
-struct HostileCase {
-  const char* name;
-  std::vector<uint8_t> dib;
-};
-
-// Each bitmap is refused (or holds nothing): status 0, no symbols. The bytes
-// are handed over in an exactly sized heap block, so the sanitizer build
-// catches any read past them.
-TEST(HostileBitmap, RefusedOrEmptyWithoutReadingPastTheBlock) {
-  const size_t big = Stride(40000);
-  std::vector<HostileCase> cases = {
-      {"empty block", {}},
-      {"shorter than the header", std::vector<uint8_t>(47, 0)},
-      {"one byte short of the rows", RawDib(100, 50, 1, Stride(100) * 50 - 1)},
-      {"rows of a 1-row-shorter page", RawDib(100, 50, 1, Stride(100) * 49)},
-      {"0 x 0", RawDib(0, 0, 1, 64)},
-      {"width INT32_MIN", RawDib(INT32_MIN, 1, 1, 64)},
-      {"width and height INT32_MAX", RawDib(INT32_MAX, INT32_MAX, 1, 64)},
-      {"stride x height wraps 32 bits", RawDib(65536 * 32, 65536, 1, 64)},
-      {"just over 1 GiB of rows", RawDib(40000, static_cast<int32_t>((int64_t{1} << 30) / big + 1), 1, 64)},
-      {"24-bit", RawDib(64, 64, 24, Stride(64 * 24) * 64)},
-      {"bit count 257 (low byte 1)", RawDib(64, 64, 257, Stride(64) * 64)},
-      {"1 x 1 dark", RawDib(1, 1, 1, 4, 0x00)},
-      // One row of alternating pixels, one dark column: the quarter turn makes a
-      // 4,000,000-row image of one byte per row.
-      {"4,000,000 x 1 stripes", RawDib(4000000, 1, 1, Stride(4000000), 0x55)},
-      {"1 x 4,000,000 dark", RawDib(1, 4000000, 1, Stride(1) * 4000000, 0x55)},
-  };
-  for (const HostileCase& c : cases) {
-    std::unique_ptr<uint8_t[]> block(new uint8_t[c.dib.size()]);
-    std::copy(c.dib.begin(), c.dib.end(), block.get());
-    const ApiRead read = ReadDibBytes(c.dib.empty() ? nullptr : block.get(), c.dib.size());
-    EXPECT_EQ(read.status, 0) << c.name;
-    EXPECT_TRUE(read.results.empty()) << c.name;
-  }
-}
-
-// Widths that are not a multiple of 8 (or of 32): the padding bits after the
-// last pixel belong to no pixel. Filling them dark must change nothing.
-TEST(HostileBitmap, PaddingBitsAfterTheLastPixelAreIgnored) {
-  for (int extra : {1, 3, 7, 9, 17, 31}) {
-    TestPage p{MakePage(420 + extra, 260), {}};
-    ASSERT_TRUE(Place(p, Options(TextPayload(30, 20 + extra), 2, 3, 3.0), 210, 130, 0));
-    std::vector<uint8_t> dib = ToDib(p.page);
-    const ApiRead clean = ReadDibBytes(dib);
-    const size_t stride = Stride(p.page.width);
-    for (int y = 0; y < p.page.height; ++y)
-      for (int x = p.page.width; x < static_cast<int>(stride * 8); ++x)
-        dib[48 + y * stride + x / 8] &= static_cast<uint8_t>(~(0x80 >> (x % 8)));  // colour 0: dark
-    const ApiRead padded = ReadDibBytes(dib);
-    EXPECT_EQ(clean.status, 0);
-    EXPECT_EQ(padded.status, 0);
-    EXPECT_EQ(clean.results, padded.results) << "width " << p.page.width;
-    ExpectOnlyCorrectOrFailed(clean.results, p.expected, "width " + std::to_string(p.page.width));
-  }
-}
-
-
 Page NoisePage(int width, int height, uint32_t seed, int darkPercent = 50) {
   Page page = MakePage(width, height);
   std::mt19937 rng(seed);
@@ -269,62 +192,18 @@ Page NoisePage(int width, int height, uint32_t seed, int darkPercent = 50) {
   return page;
 }
 
-// Pages without symbols but full of structure: whatever candidates they
-// yield, the read ends normally, within the result limits.
-TEST(HostileBitmap, AllDarkAndNoisePagesEndNormally) {
-  struct {
-    const char* name;
-    Page page;
-  } pages[] = {
-      {"all dark 1000 x 1000", [] {
-         Page p = MakePage(1000, 1000);
-         std::fill(p.dark.begin(), p.dark.end(), 1);
-         return p;
-       }()},
-      {"noise 50% 1000 x 800", NoisePage(1000, 800, 1)},
-      {"1 x 3000 noise", NoisePage(1, 3000, 3)},
-      {"3000 x 1 noise", NoisePage(3000, 1, 4)},
-  };
-  for (auto& [name, page] : pages) {
-    for (bool colour0Dark : {true, false}) {
-      const auto start = std::chrono::steady_clock::now();
-      const ApiRead read = ReadDibBytes(ToDib(page, colour0Dark));
-      EXPECT_EQ(read.status, 0) << name;
-      EXPECT_LE(read.results.size(), 200u) << name;
-      ExpectOnlyCorrectOrFailed(read.results, {}, name);
-      std::printf("%s: %zu results, %.2f s\n", name, read.results.size(), Seconds(start));
-    }
-  }
-}
-
-// Reads a page and reports the time: a hang guard, and every result either
-// "?" or one of the expected texts.
-void ExpectQuick(const char* name, const Page& page, const std::vector<std::string>& expected = {}) {
-  const std::vector<uint8_t> dib = ToDib(page);
-  const auto start = std::chrono::steady_clock::now();
-  const ApiRead read = ReadDibBytes(dib);
-  const double s = Seconds(start);
-  EXPECT_EQ(read.status, 0) << name;
-  ExpectOnlyCorrectOrFailed(read.results, expected, name);
-  EXPECT_LT(s, TimeLimit()) << name << ": a read of a page this size must not take this long";
-  std::printf("%s: %zu results in %.2f s\n", name, read.results.size(), s);
-}
-
 // Draws a start (8 widths) or stop (9 widths) pattern of module width mw on
-// row y from x on; returns the x after it.
-int DrawPattern(Page& page, int y, int x, const int* widths, int count, int mw) {
+// row y from x on.
+void DrawPattern(Page& page, int y, int x, const int* widths, int count, int mw) {
   for (int e = 0; e < count; ++e)
     for (int k = 0; k < widths[e] * mw; ++k) page.at(x++, y) = e % 2 == 0;
-  return x;
 }
 constexpr int kStart[8] = {8, 1, 1, 1, 1, 1, 1, 3}, kStop[9] = {7, 1, 1, 3, 1, 1, 1, 2, 1};
 
 // A start and a stop pattern with dense random vertical stripes between
 // them: the detector pairs the two columns, and the reader has thousands of
 // long bar edges to trace and fit, a row estimate with nothing to settle on,
-// and scan lines beyond the 8192-entry line stores (a row wider than 8192
-// pixels with a change at every pixel or two loses its right-hand part).
-// Each row's stripes are
+// and scan lines beyond the 8192-entry line stores. Each row's stripes are
 // shifted by a pixel at random, so that the edge fits see scattered points.
 Page StripePage(int width, int height, uint32_t seed) {
   Page page = MakePage(width, height);
@@ -342,48 +221,107 @@ Page StripePage(int width, int height, uint32_t seed) {
   return page;
 }
 
-TEST(HostileBitmap, DenseRandomStripesBetweenStartAndStopPatterns) {
-  ExpectQuick("9000 x 600 random stripes between start and stop", StripePage(9000, 600, 5));
+Page AllDark(int width, int height) {
+  Page p = MakePage(width, height);
+  std::fill(p.dark.begin(), p.dark.end(), 1);
+  return p;
 }
 
-// More real symbols on one page than a pass keeps (100): the direct pass
-// reports its first 100 candidates, the turned pass what it finds, never
-// more than 200 results, each decoded correctly or "?".
-TEST(HostileBitmap, MoreCandidatesThanAPassKeeps) {
-  const int perRow = 11, rowsOfSymbols = 11, cellW = 200, cellH = 95;
-  TestPage p{MakePage(perRow * cellW + 20, rowsOfSymbols * cellH + 20), {}};
-  for (int r = 0; r < rowsOfSymbols; ++r)
-    for (int c = 0; c < perRow; ++c) {
-      const SymbolOptions o = Options(std::to_string(1000 + r * perRow + c), 0, 1, 2.0, 6);
-      ASSERT_TRUE(Place(p, o, 10 + c * cellW + cellW / 2.0, 10 + r * cellH + cellH / 2.0, 0));
+// A symbol page whose padding bits after the last pixel of every row are
+// dark: they belong to no pixel and must change nothing.
+std::vector<uint8_t> DarkPadding(const TestPage& p) {
+  std::vector<uint8_t> dib = ToDib(p.page);
+  const size_t stride = Stride(p.page.width);
+  for (int y = 0; y < p.page.height; ++y)
+    for (int x = p.page.width; x < static_cast<int>(stride * 8); ++x)
+      dib[48 + y * stride + x / 8] &= static_cast<uint8_t>(~(0x80 >> (x % 8)));  // colour 0: dark
+  return dib;
+}
+
+TestPage PaddedSymbolPage() {
+  TestPage p{MakePage(420 + 13, 260), {}};
+  EXPECT_TRUE(Place(p, Options(TextPayload(30, 33), 2, 3, 3.0), 210, 130, 0));
+  return p;
+}
+
+struct HostileCase {
+  const char* name;
+  std::vector<uint8_t> dib;
+  bool refused;                        // no results at all
+  std::vector<std::string> payloads;   // what may decode
+  bool long_ = false;                  // only with PDF417_LONG_TESTS
+};
+
+// Every bitmap ends as the API promises: status 0, refused ones with no
+// results, the others with well-formed results that are undecoded or one of
+// the payloads. The bytes are handed over in an exactly sized heap block,
+// so the sanitizer build catches any read past them.
+TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
+  const size_t big = Stride(40000);
+  const TestPage padded = PaddedSymbolPage();
+  std::vector<HostileCase> cases = {
+      {"empty block", {}, true, {}},
+      {"shorter than the header", std::vector<uint8_t>(47, 0), true, {}},
+      {"one byte short of the rows", RawDib(100, 50, 1, Stride(100) * 50 - 1), true, {}},
+      {"rows of a 1-row-shorter page", RawDib(100, 50, 1, Stride(100) * 49), true, {}},
+      {"0 x 0", RawDib(0, 0, 1, 64), true, {}},
+      {"width INT32_MIN", RawDib(INT32_MIN, 1, 1, 64), true, {}},
+      {"width and height INT32_MAX", RawDib(INT32_MAX, INT32_MAX, 1, 64), true, {}},
+      {"stride x height wraps 32 bits", RawDib(65536 * 32, 65536, 1, 64), true, {}},
+      {"just over 1 GiB of rows", RawDib(40000, static_cast<int32_t>((int64_t{1} << 30) / big + 1), 1, 64), true, {}},
+      {"24-bit", RawDib(64, 64, 24, Stride(64 * 24) * 64), true, {}},
+      {"bit count 257 (low byte 1)", RawDib(64, 64, 257, Stride(64) * 64), true, {}},
+      {"1 x 1 dark", RawDib(1, 1, 1, 4, 0x00), true, {}},
+      // One row of alternating pixels: the quarter turn makes a
+      // 4,000,000-row image of one byte per row.
+      {"4,000,000 x 1 stripes", RawDib(4000000, 1, 1, Stride(4000000), 0x55), true, {}},
+      {"1 x 4,000,000", RawDib(1, 4000000, 1, Stride(1) * 4000000, 0x55), true, {}},
+      {"dark padding bits", DarkPadding(padded), false, padded.payloads},
+      {"all dark 1000 x 1000", ToDib(AllDark(1000, 1000)), false, {}},
+      {"noise 50% 1000 x 800", ToDib(NoisePage(1000, 800, 1)), false, {}},
+      {"noise, colour 0 light", ToDib(NoisePage(600, 500, 2), false), false, {}},
+      {"1 x 3000 noise", ToDib(NoisePage(1, 3000, 3)), false, {}},
+      {"3000 x 1 noise", ToDib(NoisePage(3000, 1, 4)), false, {}},
+      {"9000 x 600 random stripes between start and stop", ToDib(StripePage(9000, 600, 5)), false, {}},
+      {"10000 x 10000 noise", {}, false, {}, true},
+      {"10000 x 10000 stripes between start and stop", {}, false, {}, true},
+      {"10000 x 10000 all dark", {}, false, {}, true},
+  };
+  for (HostileCase& c : cases) {
+    if (c.long_) {
+      if (!LongTests()) continue;
+      const std::string name = c.name;
+      c.dib = ToDib(name.find("noise") != std::string::npos    ? NoisePage(10000, 10000, 6)
+                    : name.find("stripes") != std::string::npos ? StripePage(10000, 10000, 9)
+                                                                : AllDark(10000, 10000));
     }
-  const auto start = std::chrono::steady_clock::now();
-  const ApiRead read = ReadDibBytes(ToDib(p.page));
-  EXPECT_EQ(read.status, 0);
-  EXPECT_LE(read.results.size(), 200u);
-  ExpectOnlyCorrectOrFailed(read.results, p.expected, "121 symbols");
-  int direct = 0, decoded = 0;
-  for (const ApiResult& r : read.results) {
-    direct += r.direction < 2;
-    decoded += r.decoded();
+    std::unique_ptr<uint8_t[]> block(new uint8_t[c.dib.size()]);
+    std::copy(c.dib.begin(), c.dib.end(), block.get());
+    const ApiRead read = ReadDibBytes(c.dib.empty() ? nullptr : block.get(), c.dib.size());
+    EXPECT_EQ(read.status, 0) << c.name;
+    if (c.refused) {
+      EXPECT_TRUE(read.results.empty()) << c.name;
+    }
+    ExpectOnlyCorrectOrFailed(read.results, c.payloads, c.name);
   }
-  EXPECT_EQ(direct, 100) << "the direct pass should find all " << perRow * rowsOfSymbols << " and keep 100";
-  std::printf("%d symbols: %zu results (%d direct, %d decoded), %.2f s\n", perRow * rowsOfSymbols,
-              read.results.size(), direct, decoded, Seconds(start));
+  // The padding bits change nothing.
+  EXPECT_EQ(ReadDibBytes(ToDib(padded.page)).results, ReadDibBytes(DarkPadding(padded)).results);
 }
 
 // Inputs on which the read once failed under the fuzzer, kept in
-// fuzz/regressions/read_dib (laid out as fuzz_read_dib reads its input).
+// fuzz/regressions/read_dib as a zero byte followed by the DIB (the form in
+// which fuzz_read_dib takes a DIB as it stands).
 TEST(HostileBitmap, FuzzerRegressions) {
   const std::filesystem::path dir = std::filesystem::path(PDF417_TEST_DATA) / ".." / "fuzz" / "regressions" / "read_dib";
   int replayed = 0;
   for (const auto& entry : std::filesystem::directory_iterator(dir)) {
     std::ifstream file(entry.path(), std::ios::binary);
     const std::vector<uint8_t> input((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    const std::vector<uint8_t> dib = fuzz::DibFromFuzzInput(input.data(), input.size());
-    std::unique_ptr<uint8_t[]> block(new uint8_t[dib.size()]);
-    std::copy(dib.begin(), dib.end(), block.get());
-    const ApiRead read = ReadDibBytes(block.get(), dib.size());
+    ASSERT_FALSE(input.empty());
+    ASSERT_EQ(input[0], 0) << entry.path() << " is not stored as a zero byte and a DIB";
+    std::unique_ptr<uint8_t[]> block(new uint8_t[input.size() - 1]);
+    std::copy(input.begin() + 1, input.end(), block.get());
+    const ApiRead read = ReadDibBytes(block.get(), input.size() - 1);
     EXPECT_EQ(read.status, 0) << entry.path();
     ExpectWellFormed(read.results, entry.path().filename().string());
     ++replayed;
@@ -410,49 +348,26 @@ TEST(ExtremeSymbol, LargestSymbolReadsBackExactlyOrFails) {
   ASSERT_TRUE(Place(p, o, (w + 20) / 2.0, (h + 20) / 2.0, 0));
   const ApiRead read = ReadDibBytes(ToDib(p.page));
   EXPECT_EQ(read.status, 0);
-  ExpectOnlyCorrectOrFailed(read.results, p.expected, "largest symbol");
-  int decoded = 0;
-  for (const ApiResult& r : read.results) decoded += r.decoded();
-  std::printf("largest symbol (%d rows x %d columns, level 8): %d of %zu results decoded\n", e.rows, e.dataColumns,
-              decoded, read.results.size());
+  ExpectOnlyCorrectOrFailed(read.results, p.payloads, "largest symbol");
 }
 
-// A text beyond 1000 bytes: the reader cuts it to fit its 1000-byte buffer.
-// The reported length stays within 1000 and the bytes are a prefix of the
-// text, or the read fails with "?".
-TEST(ExtremeSymbol, TextBeyondTheBufferIsCutToAPrefix) {
+// A text beyond 1000 bytes: the classic text is cut after 998 bytes (length
+// 1000 reported), the data comes whole.
+TEST(ExtremeSymbol, LongTextIsCutInTheClassicFormOnly) {
   SymbolOptions o = Options(NumericPayload(1500, 31), 3, 20, 2.0, 3);
   TestPage p{MakePage(900, 500), {}};
   ASSERT_TRUE(Place(p, o, 450, 250, 0));
-  ASSERT_GT(p.expected[0].size(), 1000u);
   const ApiRead read = ReadDibBytes(ToDib(p.page));
   EXPECT_EQ(read.status, 0);
+  int decoded = 0;
   for (const ApiResult& r : read.results) {
-    EXPECT_LE(r.length, 1000);
     if (!r.decoded()) continue;
-    const std::string data = r.data();
-    EXPECT_EQ(p.expected[0].compare(0, data.size(), data), 0) << "not a prefix of the symbol's text";
-    std::printf("1500-digit symbol reported with length %d\n", r.length);
+    ++decoded;
+    EXPECT_EQ(r.length, 1000);
+    EXPECT_EQ(r.classic(), p.payloads[0].substr(0, 998));
+    EXPECT_EQ(r.data, p.payloads[0]);
   }
-}
-
-// ------------------------------------------------------------ time bounds
-
-TEST(TimeBound, PagesOfTenThousandPixelsSquare) {
-  if (!LongTests()) GTEST_SKIP() << "set PDF417_LONG_TESTS=1";
-  ExpectQuick("10000 x 10000 noise", NoisePage(10000, 10000, 6));
-  ExpectQuick("10000 x 10000 stripes between start and stop", StripePage(10000, 10000, 9));
-  Page dark = MakePage(10000, 10000);
-  std::fill(dark.dark.begin(), dark.dark.end(), 1);
-  ExpectQuick("10000 x 10000 all dark", dark);
-}
-
-
-TEST(TimeBound, ModeratePages) {
-  ExpectQuick("3000 x 3000 noise", NoisePage(3000, 3000, 7));
-  TestPage a4{MakePage(2480, 3508), {}};
-  ASSERT_TRUE(Place(a4, Options(TextPayload(200, 8), 4, 6, 3.0), 1240, 1754, 0));
-  ExpectQuick("A4 at 300 dpi, one symbol", a4.page, a4.expected);
+  EXPECT_EQ(decoded, 1);
 }
 
 }  // namespace

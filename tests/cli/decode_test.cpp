@@ -23,30 +23,34 @@ std::vector<nlohmann::json> ParseJsonLines(const std::string& out) {
   return objects;
 }
 
-Page PageWith(const std::string& data, int direction, int ecLevel = 2) {
+Page PageWith(const pdf417::testing::SymbolOptions& options, int direction) {
   Page page = pdf417::testing::MakePage(700, 700);
-  pdf417::testing::SymbolOptions options;
-  options.data = data;
-  options.columns = 3;
-  options.ecLevel = ecLevel;
   std::string error;
   EXPECT_TRUE(pdf417::testing::PlaceSymbol(page, options, 350, 350, direction, 0.0, &error)) << error;
   return page;
 }
 
+pdf417::testing::SymbolOptions Options(const std::string& data, int ecLevel = 2) {
+  pdf417::testing::SymbolOptions options;
+  options.data = data;
+  options.columns = 3;
+  options.ecLevel = ecLevel;
+  return options;
+}
+
 TEST(CliDecode, JsonLinesDescribeEachSymbol) {
   TempDir dir;
   const std::string file = dir.path("page.png");
-  // Valid UTF-8 whose six non-ASCII bytes the encoder puts in one byte run of
-  // a multiple of six (a 924 run). A run of another length can end in a
-  // group of five codewords, which this reader decodes as six bytes.
+  // UTF-8 text behind its ECI designator (26).
   const std::string text = "JSON line check \xc3\xa9\xc3\xa0\xc3\xbc";
-  const Page page = PageWith(text, 0, 3);
+  pdf417::testing::SymbolOptions options = Options(text, 3);
+  options.eci = 26;
+  const Page page = PageWith(options, 0);
   ASSERT_TRUE(WritePng(file, page, PngKind::Grey8));
   const RunResult r = RunCli({"--json", "--decoded-only", file});
   EXPECT_EQ(r.exitCode, 0) << r.err;
   const auto objects = ParseJsonLines(r.out);
-  ASSERT_GE(objects.size(), 1u) << r.out;
+  ASSERT_EQ(objects.size(), 1u) << r.out;
   const auto& j = objects[0];
   EXPECT_EQ(j["file"], file);
   EXPECT_EQ(j["page"], 1);
@@ -54,6 +58,9 @@ TEST(CliDecode, JsonLinesDescribeEachSymbol) {
   EXPECT_EQ(j["decoded"], true);
   EXPECT_EQ(j["bytes"], pdf417read::Base64(Bytes(text)));
   EXPECT_EQ(j["text"], text);
+  EXPECT_EQ(j["eci"], nlohmann::json::parse(R"([{"designator": 26, "offset": 0}])"));
+  EXPECT_TRUE(j["macro"].is_null());
+  EXPECT_EQ(j["reader_init"], false);
   EXPECT_EQ(j["direction"], 0);
   EXPECT_EQ(j["error_correction"], 7);  // 2^3 - 1 for level 3
   EXPECT_GE(j["mode"], 10);
@@ -68,29 +75,54 @@ TEST(CliDecode, JsonLinesDescribeEachSymbol) {
   }
 }
 
-TEST(CliDecode, BinaryDataIsEscapedInTextAndBase64InJson) {
+// Binary data comes back whole, zero bytes and all: escaped in the text
+// line, base64 in JSON.
+TEST(CliDecode, BinaryDataComesBackWhole) {
   TempDir dir;
   const std::string file = dir.path("bytes.bmp");
-  // 24 bytes none of which is printable text, so the encoder makes them one
-  // 924 run (see above), with a line feed and a zero byte inside.
-  std::string data(24, '\0');
-  for (int i = 0; i < 24; i++) data[i] = static_cast<char>(0x80 + i * 5);
+  std::string data(29, '\0');
+  for (int i = 0; i < 29; i++) data[i] = static_cast<char>(0x80 + i * 5);
+  data[3] = '\0';
   data[6] = '\n';
-  data[12] = '\0';
-  ASSERT_TRUE(pdf417::testing::WriteBmp(PageWith(data, 0), file));
-  // The library hands out zeros for every byte after the first zero byte.
-  std::string seen = data;
-  std::fill(seen.begin() + static_cast<std::ptrdiff_t>(seen.find('\0')), seen.end(), '\0');
-  const RunResult text = RunCli({"--decoded-only", file});
+  ASSERT_TRUE(pdf417::testing::WriteBmp(PageWith(Options(data), 0), file));
+  const RunResult text = RunCli({"--decoded-only", "--charset", "UTF-8", file});
   EXPECT_EQ(text.exitCode, 0) << text.err;
-  const auto lines = text.outLines();
-  ASSERT_GE(lines.size(), 1u);
-  EXPECT_EQ(lines[0], file + ": 0, " + pdf417read::EscapeBytes(Bytes(seen)));
-  const RunResult json = RunCli({"--json", "--decoded-only", file});
-  const auto objects = ParseJsonLines(json.out);
-  ASSERT_GE(objects.size(), 1u);
-  EXPECT_EQ(objects[0]["bytes"], pdf417read::Base64(Bytes(seen)));
-  EXPECT_TRUE(objects[0]["text"].is_null());
+  EXPECT_EQ(text.outLines(), std::vector<std::string>{file + ": 0, " + pdf417read::EscapeBytes(Bytes(data))});
+  const auto objects = ParseJsonLines(RunCli({"--json", "--decoded-only", file}).out);
+  ASSERT_EQ(objects.size(), 1u);
+  EXPECT_EQ(objects[0]["bytes"], pdf417read::Base64(Bytes(data)));
+}
+
+// A message in three Macro PDF417 symbols on two pages, joined in segment
+// order whichever page they are on; without the middle one the join names
+// the missing segment.
+TEST(CliDecode, MacroMessageJoinedAcrossPages) {
+  TempDir dir;
+  const std::string parts[3] = {"The first part, ", "the second part ", "and the end."};
+  Page pages[2] = {pdf417::testing::MakePage(700, 1000), pdf417::testing::MakePage(700, 700)};
+  for (int i = 0; i < 3; ++i) {
+    pdf417::testing::SymbolOptions options = Options(parts[i]);
+    options.macroIndex = i + 1;
+    options.macroCount = 3;
+    options.macroId = "123456";
+    Page& page = pages[i == 1 ? 1 : 0];
+    ASSERT_TRUE(pdf417::testing::PlaceSymbol(page, options, 350, i == 2 ? 750 : 250, 0));
+  }
+  const std::string first = dir.path("first.bmp"), second = dir.path("second.bmp");
+  ASSERT_TRUE(pdf417::testing::WriteBmp(pages[0], first));
+  ASSERT_TRUE(pdf417::testing::WriteBmp(pages[1], second));
+  const RunResult joined = RunCli({"--decoded-only", "--join-macro", first, second});
+  EXPECT_EQ(joined.exitCode, 0) << joined.err;
+  const auto lines = joined.outLines();
+  ASSERT_EQ(lines.size(), 4u) << joined.out;
+  EXPECT_EQ(lines[3], "MACRO 123456: 3 of 3 segments: " + parts[0] + parts[1] + parts[2]);
+  const auto objects = ParseJsonLines(RunCli({"--json", "--decoded-only", "--join-macro", first}).out);
+  ASSERT_EQ(objects.size(), 3u);
+  EXPECT_EQ(objects[0]["macro"]["segment_index"], 0);
+  EXPECT_EQ(objects[0]["macro"]["file_id"], "123456");
+  EXPECT_EQ(objects[2]["macro_message"], "123456");
+  EXPECT_EQ(objects[2]["missing"], nlohmann::json({1}));
+  EXPECT_EQ(objects[2]["complete"], false);
 }
 
 // The bundled sample page: every symbol placed on it is read.

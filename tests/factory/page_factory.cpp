@@ -148,9 +148,24 @@ bool EncodeSymbol(const SymbolOptions& options, EncodedSymbol* out, std::string*
   symbol->option_1 = options.ecLevel;
   symbol->option_2 = options.columns;
   symbol->input_mode = DATA_MODE;  // bytes as given, zero bytes included
-  int rc =
-      ZBarcode_Encode(symbol.get(), reinterpret_cast<const unsigned char*>(options.data.data()),
-                      static_cast<int>(options.data.size()));
+  symbol->eci = options.eci;
+  if (options.macroCount > 0) {
+    symbol->structapp.index = options.macroIndex;
+    symbol->structapp.count = options.macroCount;
+    std::strncpy(symbol->structapp.id, options.macroId.c_str(), sizeof symbol->structapp.id - 1);
+  }
+  int rc;
+  if (!options.segments.empty()) {
+    std::vector<zint_seg> segs;
+    for (const auto& [eci, bytes] : options.segments) {
+      segs.push_back(zint_seg{const_cast<unsigned char*>(reinterpret_cast<const unsigned char*>(bytes.data())),
+                              static_cast<int>(bytes.size()), eci});
+    }
+    rc = ZBarcode_Encode_Segs(symbol.get(), segs.data(), static_cast<int>(segs.size()));
+  } else {
+    rc = ZBarcode_Encode(symbol.get(), reinterpret_cast<const unsigned char*>(options.data.data()),
+                         static_cast<int>(options.data.size()));
+  }
   if (rc != 0) {
     // Warnings too: zint answers some bad options by quietly choosing others.
     SetError(error, std::string("zint: ") + symbol->errtxt);
@@ -244,6 +259,10 @@ bool PlaceSymbol(Page& page, const SymbolOptions& options, double cx, double cy,
 
   SymbolTruth truth;
   truth.data = options.data;
+  if (!options.segments.empty()) {
+    truth.data.clear();
+    for (const auto& segment : options.segments) truth.data += segment.second;
+  }
   truth.ecLevel = symbol.ecLevel;
   truth.rows = symbol.rows;
   truth.dataColumns = symbol.dataColumns;
@@ -356,6 +375,32 @@ std::string BytePayload(size_t length, uint32_t seed) {
   for (char& c : bytes) c = static_cast<char>(NextIndex(rng, 256));
   if (length >= 3) bytes[length / 2] = '\0';
   return bytes;
+}
+
+std::vector<int32_t> WithErrorCorrection(std::vector<int32_t> data, int32_t level) {
+  const int32_t k = 2 << level;
+  // g(x), highest power first, monic.
+  std::vector<int64_t> g{1};
+  int64_t root = 1;
+  for (int32_t i = 1; i <= k; ++i) {
+    root = root * 3 % 929;
+    std::vector<int64_t> next(g.size() + 1, 0);
+    for (size_t j = 0; j < g.size(); ++j) {
+      next[j] = (next[j] + g[j]) % 929;
+      next[j + 1] = (next[j + 1] + 929 - g[j] * root % 929) % 929;
+    }
+    g = next;
+  }
+  std::vector<int64_t> work(data.begin(), data.end());
+  work.resize(data.size() + k, 0);
+  for (size_t i = 0; i < data.size(); ++i) {
+    const int64_t coef = work[i];
+    if (coef == 0) continue;
+    for (int32_t j = 0; j <= k; ++j) work[i + j] = ((work[i + j] - coef * g[j]) % 929 + 929) % 929;
+  }
+  const size_t d = data.size();
+  for (int32_t j = 0; j < k; ++j) data.push_back(static_cast<int32_t>((929 - work[d + j]) % 929));
+  return data;
 }
 
 }  // namespace pdf417::testing

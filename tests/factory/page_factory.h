@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace pdf417::testing {
@@ -18,6 +19,15 @@ struct SymbolOptions {
   double moduleWidth = 3.0;  // pixels per module (may be fractional)
   int rowHeight = 3;         // modules per row (row height in pixels = rowHeight * moduleWidth)
   int quietZone = 2;         // light modules kept clear around the symbol
+  int eci = 0;               // ECI designator written before the data (0: none)
+  // Several data segments, each with its own ECI (the data field is then
+  // unused): the encoder writes each segment's designator where it starts.
+  std::vector<std::pair<int, std::string>> segments;
+  // Macro PDF417 (the encoder's structured append): this symbol is part
+  // `macroIndex` (1-based) of `macroCount`, with file ID `macroId` (digits,
+  // three per codeword, each triplet at most 899).
+  int macroIndex = 0, macroCount = 0;
+  std::string macroId;
 };
 
 // The module matrix of an encoded symbol, row 0 at the top.
@@ -97,6 +107,11 @@ bool WriteBmp(const Page& page, const std::string& path);
 inline constexpr int kSamplePageWidth = 1240;
 inline constexpr int kSamplePageHeight = 1754;
 bool MakeSamplePage(Page* page, std::string* error = nullptr);
+
+// The 2^(level+1) error correction codewords of data appended to it, by a
+// reference encoder written from the format's definition: the remainder of
+// data(x) x^k modulo prod_{i=1..k} (x - 3^i), negated, over GF(929).
+std::vector<int32_t> WithErrorCorrection(std::vector<int32_t> data, int32_t level);
 
 // Deterministic payloads for test matrices.
 std::string TextPayload(size_t length, uint32_t seed);     // printable ASCII, mixed case, punctuation

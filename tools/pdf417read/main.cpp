@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "batch.h"
+#include "charset.h"
+#include "macro_join.h"
 #include "output_format.h"
 #include "progress.h"
 
@@ -31,6 +33,8 @@ struct Options {
   bool json = false;
   bool decodedOnly = false;
   bool noProgress = false;
+  bool joinMacro = false;
+  std::string charset = pdf417read::kDefaultCharset;
   std::string dumpDirectory;
 };
 
@@ -46,9 +50,12 @@ int main(int argc, char** argv) {
                "Reads BMP, PNG, TIFF (all pages) and PBM/PGM/PPM files; grey and colour\n"
                "pages are binarised first. Prints one line per symbol found:\n"
                "  file[:page]: direction, text\n"
-               "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and\n"
-               "bytes other than printable ASCII are shown as \\xNN. A candidate that\n"
-               "could not be decoded prints as \"?\".\n\n"
+               "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and text\n"
+               "is the symbol's data as UTF-8, decoded through the character sets its\n"
+               "ECI designators name (ISO-8859-1 where it names none, see --charset);\n"
+               "control characters show as \\xNN, and data that is no text (8-bit\n"
+               "binary) shows every byte other than printable ASCII as \\xNN. A\n"
+               "candidate that could not be decoded prints as \"?\".\n\n"
                "Exit status: 0 if a symbol was decoded, 1 if none was, 2 on a usage\n"
                "error or when a file could not be read.",
                "pdf417read"};
@@ -56,7 +63,18 @@ int main(int argc, char** argv) {
   app.add_option("files", o.files, "Image files to read (\"-\" reads standard input)")->required();
   app.add_flag("--json", o.json,
                "Write one JSON object per symbol (JSON Lines): file, page, index, decoded, bytes "
-               "(base64), text, corners, direction, error_correction, mode, confidence");
+               "(the data exactly as encoded, base64), text (the data as UTF-8, null for binary data), "
+               "eci, macro, reader_init, corners, direction, error_correction, mode, confidence");
+  app.add_flag("--join-macro", o.joinMacro,
+               "After all files, put the symbols of each Macro PDF417 message together in segment order "
+               "and print one line per message (MACRO ... or a JSON object with macro_message), naming "
+               "missing segments");
+  app.add_option("--charset", o.charset,
+                 "Character set of data without an ECI designator (an iconv name such as UTF-8 or CP437)")
+      ->default_val(pdf417read::kDefaultCharset)
+      ->check(CLI::Validator(
+          [](std::string& name) { return pdf417read::CharsetKnown(name) ? std::string() : "unknown character set " + name; },
+          "CHARSET", "charset"));
   app.add_option("-j,--jobs", o.jobs, "Pages read in parallel (0: one per processor core)")
       ->check(CLI::Range(0, 256))
       ->default_val(1);
@@ -87,6 +105,8 @@ int main(int argc, char** argv) {
   batch.dumpDirectory = o.dumpDirectory;
 
   pdf417read::ProgressBar progress(!o.noProgress && isatty(STDERR_FILENO));
+  const pdf417read::TextOptions text{o.charset};
+  pdf417read::MacroJoiner macros;
   bool anyDecoded = false, anyError = false;
   pdf417read::BatchSink sink;
   sink.fileError = [&](size_t f, const std::string& reason) {
@@ -108,7 +128,8 @@ int main(int argc, char** argv) {
       anyDecoded = anyDecoded || symbol.decoded();
       if (o.decodedOnly && !symbol.decoded()) continue;
       origin.index = static_cast<int>(i);
-      out += o.json ? pdf417read::JsonLine(origin, symbol) : pdf417read::TextLine(origin, symbol);
+      if (o.joinMacro) macros.Add(origin, symbol);
+      out += o.json ? pdf417read::JsonLine(origin, symbol, text) : pdf417read::TextLine(origin, symbol, text);
       out += '\n';
     }
     std::fwrite(out.data(), 1, out.size(), stdout);
@@ -123,6 +144,10 @@ int main(int argc, char** argv) {
     return kExitError;
   }
   progress.Clear();
+  for (const pdf417read::MacroMessage& m : macros.Messages()) {
+    const std::string line = o.json ? pdf417read::MacroJsonLine(m, text) : pdf417read::MacroTextLine(m, text);
+    std::fprintf(stdout, "%s\n", line.c_str());
+  }
 
   if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
     std::fprintf(stderr, "pdf417read: cannot write the results\n");

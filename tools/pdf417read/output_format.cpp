@@ -22,6 +22,25 @@ std::string EscapeBytes(std::span<const uint8_t> bytes) {
   return out;
 }
 
+std::string EscapeControls(std::string_view text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    const auto b = static_cast<uint8_t>(c);
+    if (b == '\\') {
+      out += "\\\\";
+    } else if (b < 0x20 || b == 0x7F) {
+      out += "\\x";
+      out += kHex[b >> 4];
+      out += kHex[b & 15];
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
 std::string Base64(std::span<const uint8_t> bytes) {
   static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string out;
@@ -42,67 +61,68 @@ std::string Base64(std::span<const uint8_t> bytes) {
   return out;
 }
 
-bool IsValidUtf8(std::span<const uint8_t> s) {
-  size_t i = 0;
-  while (i < s.size()) {
-    const uint8_t b = s[i];
-    int extra;
-    uint32_t cp, min;
-    if (b < 0x80) {
-      i++;
-      continue;
-    } else if ((b & 0xE0) == 0xC0) {
-      extra = 1, cp = b & 0x1F, min = 0x80;
-    } else if ((b & 0xF0) == 0xE0) {
-      extra = 2, cp = b & 0x0F, min = 0x800;
-    } else if ((b & 0xF8) == 0xF0) {
-      extra = 3, cp = b & 0x07, min = 0x10000;
-    } else {
-      return false;
-    }
-    if (s.size() - i <= static_cast<size_t>(extra)) return false;
-    for (int k = 1; k <= extra; k++) {
-      if ((s[i + k] & 0xC0) != 0x80) return false;
-      cp = cp << 6 | (s[i + k] & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    i += extra + 1;
-  }
-  return true;
-}
-
-std::string TextLine(const ResultOrigin& origin, const SymbolRecord& symbol) {
+std::string TextLine(const ResultOrigin& origin, const SymbolRecord& symbol, const TextOptions& options) {
   // Appended piece by piece: g++ 12 warns falsely (-Wrestrict) about
   // "literal" + std::string temporaries at -O3.
-  std::string line = origin.file;
+  std::string line = EscapeControls(origin.file);
   if (origin.showPage) line.append(":").append(std::to_string(origin.page));
   line.append(": ").append(std::to_string(symbol.direction)).append(", ");
-  line.append(symbol.decoded() ? EscapeBytes(symbol.data()) : std::string("?"));
-  return line;
+  if (!symbol.decoded()) return line.append("?");
+  const std::optional<std::string> text = DataAsUtf8(symbol.data, symbol.ecis, options.defaultCharset);
+  return line.append(text ? EscapeControls(*text) : EscapeBytes(symbol.data));
 }
 
-std::string JsonLine(const ResultOrigin& origin, const SymbolRecord& symbol) {
-  const auto data = symbol.decoded() ? symbol.data() : std::span<const uint8_t>();
+namespace {
+
+nlohmann::ordered_json MacroJson(const MacroInfo& m) {
+  nlohmann::ordered_json j;
+  const auto number = [](int64_t v) { return v < 0 ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(v); };
+  const auto field = [](const std::optional<std::string>& f) {
+    return f ? nlohmann::ordered_json(*f) : nlohmann::ordered_json(nullptr);
+  };
+  j["segment_index"] = m.segmentIndex;
+  j["last_segment"] = m.lastSegment;
+  j["segment_count"] = number(m.segmentCount);
+  j["file_id"] = field(m.fileId);
+  j["file_name"] = field(m.fileName);
+  j["time_stamp"] = number(m.timeStamp);
+  j["sender"] = field(m.sender);
+  j["addressee"] = field(m.addressee);
+  j["file_size"] = number(m.fileSize);
+  j["checksum"] = number(m.checksum);
+  return j;
+}
+
+}  // namespace
+
+std::string JsonLine(const ResultOrigin& origin, const SymbolRecord& symbol, const TextOptions& options) {
   nlohmann::ordered_json j;
   j["file"] = origin.file;
   j["page"] = origin.page;
   j["index"] = origin.index;
   j["decoded"] = symbol.decoded();
-  j["bytes"] = Base64(data);
-  if (!symbol.decoded())
+  j["bytes"] = Base64(symbol.data);
+  if (!symbol.decoded()) {
     j["text"] = "?";
-  else if (IsValidUtf8(data))
-    j["text"] = std::string(data.begin(), data.end());
-  else
+  } else if (const auto text = DataAsUtf8(symbol.data, symbol.ecis, options.defaultCharset)) {
+    j["text"] = *text;
+  } else {
     j["text"] = nullptr;
+  }
+  j["eci"] = nlohmann::ordered_json::array();
+  for (const EciMark& m : symbol.ecis) j["eci"].push_back({{"designator", m.designator}, {"offset", m.offset}});
+  j["macro"] = symbol.macro ? MacroJson(*symbol.macro) : nlohmann::ordered_json(nullptr);
+  j["reader_init"] = symbol.readerInit;
   const auto& c = symbol.corners;
   j["corners"] = {{c[0], c[1]}, {c[2], c[3]}, {c[4], c[5]}, {c[6], c[7]}};
   j["direction"] = symbol.direction;
   j["error_correction"] = symbol.errorCorrection;
   j["mode"] = symbol.mode;
   j["confidence"] = symbol.confidence;
-  // The file name may not be UTF-8; replace bad bytes rather than fail.
-  return j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  // The file name and the Macro text fields may not be UTF-8: bad bytes are
+  // replaced rather than fail. Everything beyond ASCII is written as \u
+  // escapes, so that no reader splits a line at U+0085 or U+2028.
+  return j.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace pdf417read

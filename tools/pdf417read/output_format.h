@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
+#include "charset.h"
 #include "page_reader.h"
 
 namespace pdf417read {
@@ -14,10 +16,13 @@ namespace pdf417read {
 // byte "\xNN" (two lower-case hex digits).
 std::string EscapeBytes(std::span<const uint8_t> bytes);
 
-std::string Base64(std::span<const uint8_t> bytes);
+// Text for one output line: control characters (below 0x20, and 0x7F)
+// become "\xNN" and a backslash "\\"; everything else, UTF-8 included,
+// stays as it is. Used for data text and file names, so that neither can
+// break a line.
+std::string EscapeControls(std::string_view text);
 
-// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool IsValidUtf8(std::span<const uint8_t> bytes);
+std::string Base64(std::span<const uint8_t> bytes);
 
 // Where a result came from. page is 1-based; showPage puts it in the text
 // line (files with more than one page).
@@ -28,12 +33,23 @@ struct ResultOrigin {
   int index = 0;  // the result's index on its page
 };
 
-// "file[:page]: direction, text"; an undecoded candidate prints as "?".
-std::string TextLine(const ResultOrigin& origin, const SymbolRecord& symbol);
+// How data becomes text: the character set of data without an ECI
+// designator (an iconv name).
+struct TextOptions {
+  std::string defaultCharset = kDefaultCharset;
+};
+
+// "file[:page]: direction, text": the data as UTF-8 text through its
+// character sets (control characters escaped), or, for data that is no
+// text (8-bit binary, bytes invalid in their character set), every byte
+// escaped as EscapeBytes does. An undecoded candidate prints as "?".
+std::string TextLine(const ResultOrigin& origin, const SymbolRecord& symbol, const TextOptions& options = {});
 
 // One JSON object on one line (no trailing newline) with file, page, index,
-// decoded, bytes (base64), text (null unless the bytes are valid UTF-8),
-// corners ([[x, y] x 4]), direction, error_correction, mode and confidence.
-std::string JsonLine(const ResultOrigin& origin, const SymbolRecord& symbol);
+// decoded, bytes (the data, base64), text (the data as UTF-8 text, null when
+// it is no text; "?" for an undecoded candidate), eci ([{designator,
+// offset}]), macro (null, or its fields), reader_init, corners ([[x, y] x
+// 4]), direction, error_correction, mode and confidence.
+std::string JsonLine(const ResultOrigin& origin, const SymbolRecord& symbol, const TextOptions& options = {});
 
 }  // namespace pdf417read

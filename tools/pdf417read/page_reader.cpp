@@ -15,8 +15,46 @@ struct HandleDone {
   void operator()(PDF417_Reader* h) const { PDF417_Done(h); }
 };
 
-// The most bytes a result's text can have.
+// The most bytes a result's classic text can have.
 constexpr int32_t kMaxTextLength = 2000;
+
+std::optional<std::string> MacroField(PDF417_Reader* h, int32_t i, int32_t field) {
+  const int32_t n = PDF417_GetMacroField(h, i, field, nullptr, 0);
+  if (n < 0) return std::nullopt;
+  std::string s(static_cast<size_t>(n), '\0');
+  PDF417_GetMacroField(h, i, field, s.data(), n);
+  return s;
+}
+
+void CopyData(PDF417_Reader* h, int32_t i, SymbolRecord& r) {
+  const int32_t size = PDF417_GetData(h, i, nullptr, 0);
+  r.hasData = size >= 0;
+  if (!r.hasData) return;
+  r.data.resize(static_cast<size_t>(size));
+  PDF417_GetData(h, i, r.data.data(), size);
+  for (int32_t k = 0; k < PDF417_GetEciCount(h, i); k++) {
+    EciMark m;
+    PDF417_GetEci(h, i, k, &m.designator, &m.offset);
+    r.ecis.push_back(m);
+  }
+  r.readerInit = PDF417_GetReaderInit(h, i) == 1;
+  PDF417_Macro macro{};
+  macro.size = sizeof macro;
+  if (PDF417_GetMacro(h, i, &macro) == 1) {
+    MacroInfo m;
+    m.segmentIndex = macro.segmentIndex;
+    m.lastSegment = macro.lastSegment == 1;
+    m.segmentCount = macro.segmentCount;
+    m.timeStamp = macro.timeStamp;
+    m.fileSize = macro.fileSize;
+    m.checksum = macro.checksum;
+    m.fileId = MacroField(h, i, PDF417_MACRO_FILE_ID);
+    m.fileName = MacroField(h, i, PDF417_MACRO_FILE_NAME);
+    m.sender = MacroField(h, i, PDF417_MACRO_SENDER);
+    m.addressee = MacroField(h, i, PDF417_MACRO_ADDRESSEE);
+    r.macro = std::move(m);
+  }
+}
 
 }  // namespace
 
@@ -42,7 +80,8 @@ std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(st
     unsigned char text[kMaxTextLength];
     int32_t length = 0;
     PDF417_GetSymbolText(h, i, &length, text);
-    r.text.assign(text, text + std::clamp(length, int32_t{0}, kMaxTextLength));
+    r.classicText.assign(text, text + std::clamp(length, int32_t{0}, kMaxTextLength));
+    CopyData(h, i, r);
     auto& c = r.corners;
     PDF417_GetCoordinates(h, i, &c[0], &c[1], &c[2], &c[3], &c[4], &c[5], &c[6], &c[7]);
     r.direction = PDF417_GetDirection(h, i);

@@ -4,28 +4,46 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace pdf417read {
 
+// An ECI designator and the data offset from which it applies.
+struct EciMark {
+  int32_t designator = 0;
+  int32_t offset = 0;
+};
+
+// The Macro PDF417 control block of a symbol (one part of a message split
+// across several symbols). Numbers are -1 when not given.
+struct MacroInfo {
+  int32_t segmentIndex = 0;
+  bool lastSegment = false;
+  int64_t segmentCount = -1, timeStamp = -1, fileSize = -1, checksum = -1;
+  std::optional<std::string> fileId, fileName, sender, addressee;
+};
+
 // One result of PDF417_Read, copied out of the handle.
 struct SymbolRecord {
-  std::vector<uint8_t> text;  // all `text length` bytes the library hands out
+  // The data as encoded (PDF417_GetData); a result without data is a
+  // candidate that did not decode.
+  bool hasData = false;
+  std::vector<uint8_t> data;
+  std::vector<EciMark> ecis;
+  std::optional<MacroInfo> macro;
+  bool readerInit = false;
+  std::vector<uint8_t> classicText;  // all `text length` bytes PDF417_GetSymbolText hands out
   std::array<int32_t, 8> corners{};  // x0, y0, x1, y1, x2, y2, x3, y3
   int32_t direction = 0;
   int32_t errorCorrection = 0;
   int32_t mode = 0;
   int32_t confidence = 0;
 
-  // An undecoded candidate carries the text "?" and the length 2; a decoded
-  // symbol of n bytes has the length n + 2, so a decoded one-byte "?" has 3.
-  bool decoded() const { return !(text.size() == 2 && text[0] == '?'); }
-  // The data bytes: the text without its two closing zero bytes.
-  std::span<const uint8_t> data() const {
-    return std::span<const uint8_t>(text).first(text.size() >= 2 ? text.size() - 2 : 0);
-  }
+  bool decoded() const { return hasData; }
 };
 
 class ReadError : public std::runtime_error {

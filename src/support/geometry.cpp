@@ -1,4 +1,4 @@
-#include "detect/geometry.h"
+#include "support/geometry.h"
 
 #include <cmath>
 

@@ -6,12 +6,17 @@
 #include <set>
 #include <string>
 
-#include "decode_test_support.h"
 
 namespace pdf417 {
 namespace {
 
-using testing::PatternOf;
+// The eight-digit pattern of codeword in cluster 0, 3 or 6.
+std::string PatternOf(int32_t cluster, int32_t codeword) {
+  for (const SymbolCharacterRecord& r : ClusterTable(cluster).records) {
+    if (r.codeword == codeword) return std::string(r.pattern, 8);
+  }
+  return std::string(8, '\0');
+}
 
 const int32_t kClusters[3] = {0, 3, 6};
 

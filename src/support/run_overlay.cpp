@@ -1,4 +1,4 @@
-#include "detect/run_overlay.h"
+#include "support/run_overlay.h"
 
 #include "support/muldiv.h"
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "decode/symbol_tables.h"
 #include "support/alloc.h"
 
 namespace pdf417 {
@@ -176,6 +177,66 @@ TEST(BuildCellGrid, ClassifiesEveryCellAndReportsAllocationFailure) {
   EXPECT_EQ(grid.count, 0);
   EXPECT_EQ(grid.cells, nullptr);
   EXPECT_EQ(alloc_testing::Live(), live);
+}
+
+CodewordCell CellByTotal(std::initializer_list<int32_t> widths) {
+  CodewordCell cell{};
+  int e = 0;
+  for (int32_t w : widths) cell.elementWidths[e++] = w;
+  ClassifyCellByTotal(cell);
+  return cell;
+}
+
+std::string First(const CodewordCell& cell) {
+  return cell.candidateCount ? std::string(cell.candidates[0], 8) : std::string("none");
+}
+
+TEST(ClassifyCellByTotal, MeasuresEachCodewordAgainstItsOwnSeventeenModules) {
+  const struct {
+    std::initializer_list<int32_t> widths;
+    const char* expected;
+  } cases[] = {
+      {{9, 3, 3, 3, 3, 3, 9, 18}, "31111136"},     // exact, 3 px modules
+      {{10, 2, 4, 3, 3, 2, 9, 18}, "31111136"},    // one pixel off here and there
+      {{24, 6, 6, 6, 12, 6, 30, 12}, "41112152"},  // a 6-module-free cell at 6 px
+      {{5, 2, 2, 2, 2, 2, 5, 11}, "31111136"},     // fractional modules (1.8 px)
+  };
+  for (const auto& c : cases) {
+    const CodewordCell cell = CellByTotal(c.widths);
+    EXPECT_EQ(First(cell), c.expected);
+    EXPECT_EQ(std::string(cell.moduleDigits, 8), c.expected);
+  }
+  // Every candidate is a symbol character, at most five, nearest first.
+  const CodewordCell blurred = CellByTotal({7, 5, 4, 3, 3, 4, 8, 17});
+  ASSERT_GE(blurred.candidateCount, 1);
+  ASSERT_LE(blurred.candidateCount, 5);
+  for (int i = 0; i < blurred.candidateCount; ++i) EXPECT_TRUE(IsSymbolCharacter(blurred.candidates[i]));
+  // A missing element (width 0) leaves nothing to measure against.
+  EXPECT_EQ(CellByTotal({9, 3, 3, 3, 3, 3, 9, 0}).candidateCount, 0);
+}
+
+TEST(PatternFromEdgeDistances, IgnoresInkSpreadAndThinning) {
+  const struct {
+    std::vector<int32_t> widths;
+    const char* expected;  // nullptr: none
+  } cases[] = {
+      {{12, 4, 4, 4, 4, 4, 12, 24}, "31111136"},   // exact, 4 px modules
+      {{14, 2, 6, 2, 6, 2, 14, 22}, "31111136"},   // bars 2 px wider, spaces 2 px narrower
+      {{10, 6, 2, 6, 2, 6, 10, 26}, "31111136"},   // bars 2 px narrower
+      {{20, 4, 4, 4, 4, 4, 8, 20}, "51111125"},    // cluster 3's codeword 0
+      {{5, 5, 5, 5, 5, 5, 5, 5}, nullptr},         // no symbol character has these
+      {{12, 4, 4, 4, 4, 4, 12, 0}, nullptr},       // a missing element
+  };
+  for (const auto& c : cases) {
+    char digits[8];
+    const int32_t status = PatternFromEdgeDistances(c.widths.data(), digits);
+    if (c.expected == nullptr) {
+      EXPECT_EQ(status, -1);
+      continue;
+    }
+    ASSERT_EQ(status, 0) << c.expected;
+    EXPECT_EQ(std::string(digits, 8), c.expected);
+  }
 }
 
 }  // namespace

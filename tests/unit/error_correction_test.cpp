@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-#include "decode_test_support.h"
+#include "factory/page_factory.h"
 
 namespace pdf417 {
 namespace {
