@@ -238,6 +238,24 @@ PDF417_API int32_t PDF417_GetMacro(PDF417_Handle handle, int32_t index, PDF417_M
 PDF417_API int32_t PDF417_GetMacroField(PDF417_Handle handle, int32_t index, int32_t field, char *buffer,
                                         int32_t capacity);
 
+/* Where the reader sampled a result. */
+typedef struct PDF417_Geometry {
+  uint32_t size;       /* set by the caller to sizeof(PDF417_Geometry) */
+  int32_t rows;        /* rows of the grid the reader sampled; 0 when it found no outline */
+  int32_t columns;     /* codeword columns of that grid, the two row indicators included */
+  int32_t outline[8];  /* page pixels: the start side's top and bottom corner (x, y), then the
+                          stop side's, as the symbol reads; the rows run from the first
+                          point of each side to the second */
+} PDF417_Geometry;
+
+/* Fills *geometry and returns 0, or returns -1 for an index out of range, a
+ * NULL geometry or a size smaller than the size field and the two counts
+ * (12 bytes). Only the first geometry->size bytes are written. For a
+ * candidate the reader gave up on before sampling, rows and columns are 0
+ * and so is the outline. Meant for showing what the reader did: the outline
+ * and the grid of rows x columns drawn into it. */
+PDF417_API int32_t PDF417_GetGeometry(PDF417_Handle handle, int32_t index, PDF417_Geometry *geometry);
+
 /* Releases the handle and its results. NULL is accepted and does nothing. */
 PDF417_API void PDF417_Done(PDF417_Handle handle);
 

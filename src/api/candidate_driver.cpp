@@ -76,9 +76,23 @@ SymbolReaderParams MakeParams(const CornerSet& corners, const SymbolCandidate& c
   return params;
 }
 
+// How region coordinates map back to the pass's image: the box's clamped top
+// left corner and, for a region turned half a turn, its size.
+struct RegionFrame {
+  int32_t boxX, boxY;
+  bool turned;
+  int32_t width, height;
+};
+
+Point ToImage(const RegionFrame& f, Point p) {
+  if (f.turned) p = Point{f.width - 1 - p.x, f.height - 1 - p.y};
+  return Point{p.x - kRegionMargin + f.boxX, p.y - kRegionMargin + f.boxY};
+}
+
 // Cuts the candidate out and reads it. Returns the reader's status, or -1
 // when the cut-out is refused or cannot be made.
-int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, MatrixDecoding& out) {
+int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, SymbolReading& out,
+                   RegionFrame& frame) {
   CornerSet corners{};
   const int32_t given[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
                             candidate.x2, candidate.y2, candidate.x3, candidate.y3};
@@ -97,6 +111,10 @@ int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
     return -1;
   }
   BitImagePtr region(cut);
+  // CropRegion orders the box's corners and clamps them to the image.
+  frame = RegionFrame{std::max(std::min(static_cast<int32_t>(minX), static_cast<int32_t>(maxX)), 0),
+                      std::max(std::min(static_cast<int32_t>(minY), static_cast<int32_t>(maxY)), 0),
+                      candidate.orientation != 1, region->width, region->rowCount};
   InvertBitImage(*region);
   ShiftCorners(corners, kRegionMargin);
   if (candidate.orientation != 1) {
@@ -105,6 +123,13 @@ int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
   }
   const double angle = DirectionDegrees(Point{candidate.x0, candidate.y0}, Point{candidate.x2, candidate.y2});
   return ReadSymbol(ctx.sampling, ctx.correction, MakeParams(corners, candidate, angle, *region), out);
+}
+
+// A point of the pass's image as a page point.
+Point ToPage(const BitImage& image, PassFrame frame, Point p) {
+  // A point (x, y) of the turned image is the page point (y, W - 1 - x), W
+  // being the turned image's width (the page's height).
+  return frame == PassFrame::kDirect ? p : Point{p.y, Sub32(Sub32(image.width, p.x), 1)};
 }
 
 }  // namespace
@@ -141,37 +166,44 @@ void ReadCandidate(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
   const int32_t given[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
                             candidate.x2, candidate.y2, candidate.x3, candidate.y3};
   for (int i = 0; i < 8; i += 2) {
-    if (frame == PassFrame::kDirect) {
-      record.corners[i] = given[i];
-      record.corners[i + 1] = given[i + 1];
-    } else {
-      // A point (x, y) of the turned image is the page point (y, W - 1 - x),
-      // W being the turned image's width (the page's height).
-      record.corners[i] = given[i + 1];
-      record.corners[i + 1] = Sub32(Sub32(image.width, given[i]), 1);
-    }
+    const Point p = ToPage(image, frame, Point{given[i], given[i + 1]});
+    record.corners[i] = p.x;
+    record.corners[i + 1] = p.y;
   }
   record.direction = (candidate.orientation == 1 ? 0 : 1) + (frame == PassFrame::kTurned ? 2 : 0);
 
-  MatrixDecoding out{};
-  const int32_t status = ReadRegion(ctx, candidate, image, out);
+  SymbolReading out{};
+  RegionFrame region{};
+  const int32_t status = ReadRegion(ctx, candidate, image, out, region);
+  MatrixDecoding& decoding = out.decoding;
   if (status != 0) {
     SetFailure(record);
   } else {
-    if (out.text != nullptr) {
-      SetClassicText(record, out.text, out.textLength);
+    if (decoding.text != nullptr) {
+      SetClassicText(record, decoding.text, decoding.textLength);
     } else {
       SetFailure(record);
     }
     // A candidate the reader got as far as decoding keeps the figures of its
     // decoding, also when no text came of it.
-    record.errorCorrectionLevel = out.eclValue;
-    record.mode = out.mode;
-    record.confidence = out.confidence;
-    record.data = out.data;
-    out.data = DecodedData{};
+    record.errorCorrectionLevel = decoding.eclValue;
+    record.mode = decoding.mode;
+    record.confidence = decoding.confidence;
+    record.data = decoding.data;
+    decoding.data = DecodedData{};
+    const ReadingGeometry& g = out.geometry;
+    if (g.rows > 0) {
+      const Point ends[4] = {g.upperLeft, g.lowerLeft, g.upperRight, g.lowerRight};
+      for (int k = 0; k < 4; ++k) {
+        const Point p = ToPage(image, frame, ToImage(region, ends[k]));
+        record.outline[2 * k] = p.x;
+        record.outline[2 * k + 1] = p.y;
+      }
+      record.rows = g.rows;
+      record.columns = g.columns;
+    }
   }
-  FreeMatrixDecoding(out);
+  FreeMatrixDecoding(decoding);
 }
 
 }  // namespace pdf417

@@ -142,4 +142,18 @@ PDF417_API int32_t PDF417_GetMacroField(PDF417_Handle handle, int32_t index, int
   return CopySpan(r->data, spans[field]->offset, spans[field]->length, buffer, capacity);
 }
 
+PDF417_API int32_t PDF417_GetGeometry(PDF417_Handle handle, int32_t index, PDF417_Geometry* geometry) {
+  const pdf417::SymbolResult* r = Record(handle, index);
+  if (r == nullptr || geometry == nullptr || geometry->size < offsetof(PDF417_Geometry, columns) + sizeof(int32_t)) {
+    return -1;
+  }
+  PDF417_Geometry full{};
+  full.size = geometry->size;
+  full.rows = r->rows;
+  full.columns = r->columns;
+  std::memcpy(full.outline, r->outline, sizeof full.outline);
+  std::memcpy(geometry, &full, std::min<size_t>(geometry->size, sizeof full));
+  return 0;
+}
+
 }  // extern "C"

@@ -22,6 +22,13 @@ struct SymbolResult {
   int32_t mode;
   int32_t confidence;
   DecodedData data;  // the data as encoded, ECI and Macro; data.store nullptr when not available
+  // Where the reader sampled the symbol, in page pixels: the start side's
+  // top and bottom corner, then the stop side's (as the symbol reads), and
+  // the rows and codeword columns (row indicators included) of its grid;
+  // all zero when the reader found no outline.
+  int32_t outline[8];
+  int32_t rows;
+  int32_t columns;
 };
 
 // A growing array of results, owned by whoever holds it (a read, then the

@@ -39,37 +39,42 @@ Outline OutlineOf(const EdgeSelection& selection) {
   return o;
 }
 
+ReadingGeometry GeometryOf(const Outline& o, int32_t rows, int32_t columns) {
+  return ReadingGeometry{o.upperLeft, o.lowerLeft, o.upperRight, o.lowerRight, rows, columns};
+}
+
 // Samples the grid of one outline and decodes it into out (emptied first).
 // The reading by codeword totals always corrects with all but two
 // correction codewords and reports the row and column counts the row
 // indicators state (0 when unknown). Returns the sampling status.
 int32_t DecodeOutline(const BitImage& image, const Outline& o, int32_t rows, const EdgeSelection& selection,
                       GridReading reading, CorrectionStrength strength, SamplingWorkspace& ws,
-                      CorrectionWorkspace& correction, MatrixDecoding& out, IndicatedSize* indicated = nullptr) {
-  out = MatrixDecoding{};
+                      CorrectionWorkspace& correction, SymbolReading& out, IndicatedSize* indicated = nullptr) {
+  out = SymbolReading{};
   CellGrid grid{};
+  const int32_t k = selection.used - 9;
+  out.geometry = GeometryOf(o, rows, k);
   const int32_t status = SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid, reading);
   if (status == 0) {
-    const int32_t k = selection.used - 9;
     if (reading == GridReading::kByCodewordTotal) {
       if (indicated) *indicated = ReadIndicatedSize(grid, rows, k);
       strength = CorrectionStrength::kAllButTwo;
     }
-    DecodeCodewordMatrix(correction, grid, rows, k, out, strength);
+    DecodeCodewordMatrix(correction, grid, rows, k, out.decoding, strength);
   }
   FreeCellGrid(grid);
   return status;
 }
 
 // Takes a consistent decoding in place of the current result.
-bool TakeIfConsistent(MatrixDecoding& candidate, MatrixDecoding& result) {
-  if (candidate.text == nullptr || !candidate.consistent) {
-    FreeMatrixDecoding(candidate);
+bool TakeIfConsistent(SymbolReading& candidate, SymbolReading& result) {
+  if (candidate.decoding.text == nullptr || !candidate.decoding.consistent) {
+    FreeMatrixDecoding(candidate.decoding);
     return false;
   }
-  FreeMatrixDecoding(result);
+  FreeMatrixDecoding(result.decoding);
   result = candidate;
-  candidate = MatrixDecoding{};
+  candidate = SymbolReading{};
   return true;
 }
 
@@ -80,7 +85,7 @@ bool TakeIfConsistent(MatrixDecoding& candidate, MatrixDecoding& result) {
 // state. Reports the column count the indicators state in *indicatedColumns
 // (0 when unknown).
 bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, SamplingWorkspace& ws,
-                         CorrectionWorkspace& correction, MatrixDecoding& result, int32_t* indicatedColumns) {
+                         CorrectionWorkspace& correction, SymbolReading& result, int32_t* indicatedColumns) {
   const Outline o = OutlineOf(selection);
   int32_t estimated = 0;
   if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) != 0) return false;
@@ -88,7 +93,7 @@ bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, 
   for (int32_t t = 0; t < 4; ++t) {
     const int32_t rows = tries[t];
     if (rows < 1) continue;
-    MatrixDecoding again{};
+    SymbolReading again{};
     IndicatedSize indicated{};
     DecodeOutline(image, o, rows, selection, GridReading::kByCodewordTotal, CorrectionStrength::kAllButTwo, ws,
                   correction, again, &indicated);
@@ -108,7 +113,7 @@ bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, 
 // those the outer edges' distance and the row indicators suggest.
 bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first,
                     int32_t k, int32_t patternWidth, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                    MatrixDecoding& result) {
+                    SymbolReading& result) {
   int32_t indicated = 0;
   if (first != nullptr && ReadByCodewordTotal(image, *first, ws, correction, result, &indicated)) return true;
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
@@ -160,7 +165,7 @@ bool FrameFromEdges(const EdgeTrace* edges, int32_t count, const ReaderFrame& in
 // histogram reading decodes consistently is never read twice.
 void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection& first, int32_t k,
                const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-               MatrixDecoding& result) {
+               SymbolReading& result) {
   if (ReadEdgesAgain(image, edges, count, &first, k, params.patternWidth, ws, correction, result)) return;
   const ReaderFrame initial = ws.frame;
   if (!FrameFromEdges(edges, count, initial, &ws.frame)) return;
@@ -195,15 +200,17 @@ int32_t CopyCellGrid(const CellGrid& from, CellGrid& to) {
 // its errors located by all correction codewords but two, taken only when
 // that is consistent.
 void ReadByHistogram(const BitImage& image, const Outline& o, int32_t rows, const EdgeSelection& selection,
-                     SamplingWorkspace& ws, CorrectionWorkspace& correction, MatrixDecoding& result) {
+                     SamplingWorkspace& ws, CorrectionWorkspace& correction, SymbolReading& result) {
   CellGrid grid{}, copy{};
   const int32_t k = selection.used - 9;
+  result.geometry = GeometryOf(o, rows, k);
   if (SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid) == 0) {
     const bool copied = CopyCellGrid(grid, copy) == 0;
-    DecodeCodewordMatrix(correction, grid, rows, k, result);
-    if ((result.text == nullptr || !result.consistent) && copied) {
-      MatrixDecoding strong{};
-      DecodeCodewordMatrix(correction, copy, rows, k, strong, CorrectionStrength::kAllButTwo);
+    DecodeCodewordMatrix(correction, grid, rows, k, result.decoding);
+    if ((result.decoding.text == nullptr || !result.decoding.consistent) && copied) {
+      SymbolReading strong{};
+      strong.geometry = result.geometry;
+      DecodeCodewordMatrix(correction, copy, rows, k, strong.decoding, CorrectionStrength::kAllButTwo);
       TakeIfConsistent(strong, result);
     }
   }
@@ -238,8 +245,8 @@ std::atomic<int32_t>& TracingStepDirection() {
 }
 
 int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, const SymbolReaderParams& params,
-                   MatrixDecoding& out) {
-  out = MatrixDecoding{};
+                   SymbolReading& out) {
+  out = SymbolReading{};
   ReleaseRowSimilarityProfile(ws);
   ws.frame = MakeReaderFrame(params);
 
@@ -287,7 +294,9 @@ int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, const
     return kReadNoRows;
   }
   ReadByHistogram(image, o, rows, selection, ws, correction, out);
-  if (out.text == nullptr || !out.consistent) ReadAgain(image, edges, count, selection, k, params, ws, correction, out);
+  if (out.decoding.text == nullptr || !out.decoding.consistent) {
+    ReadAgain(image, edges, count, selection, k, params, ws, correction, out);
+  }
   ReleaseRowSimilarityProfile(ws);
   FreeEdgeSelection(selection);
   FreeEdgeStore(edges, count);

@@ -27,16 +27,32 @@ struct SymbolReaderParams {
   int32_t columnEstimate; // widthInPatterns + 1
 };
 
+// Where the reader sampled a symbol, in region coordinates: the four
+// corners of its outline (the outer edges met with the top and bottom
+// lines), and the rows and codeword columns (row indicators included) of
+// its grid. All zero when the reader found no outline.
+struct ReadingGeometry {
+  Point upperLeft, lowerLeft, upperRight, lowerRight;
+  int32_t rows;
+  int32_t columns;
+};
+
+// What the reader makes of a region: the decoding and where it was sampled.
+struct SymbolReading {
+  MatrixDecoding decoding;
+  ReadingGeometry geometry;
+};
+
 // Status of a read that stopped before decoding.
 inline constexpr int32_t kReadNoEdges = 20;  // storage ran out or no usable outline was traced
 inline constexpr int32_t kReadNoRows = -1;   // no row was found
 
-// Reads the region into out (emptied first; released by the caller with
-// FreeMatrixDecoding). Returns 0 when it got as far as sampling and decoding
-// (out.text is then the decoded text, or nullptr when nothing decoded),
-// kReadNoEdges or kReadNoRows otherwise.
+// Reads the region into out (emptied first; its decoding is released by the
+// caller with FreeMatrixDecoding). Returns 0 when it got as far as sampling
+// and decoding (out.decoding.text is then the decoded text, or nullptr when
+// nothing decoded), kReadNoEdges or kReadNoRows otherwise.
 int32_t ReadSymbol(SamplingWorkspace& sampling, CorrectionWorkspace& correction, const SymbolReaderParams& params,
-                   MatrixDecoding& out);
+                   SymbolReading& out);
 
 // The reader's frame of reference for a parameter block: origin at
 // upperLeft, theta the direction of the top edge upperLeft -> upperRight,

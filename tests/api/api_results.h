@@ -25,6 +25,7 @@ struct ApiResult {
   std::string data;  // PDF417_GetData
   std::vector<std::pair<int32_t, int32_t>> ecis;  // designator, offset
   int32_t readerInit = 0;
+  int32_t rows = 0, columns = 0, outline[8] = {};  // PDF417_GetGeometry
 
   bool decoded() const { return !(length == 2 && text[0] == '?' && text[1] == 0); }
   // The classic text's data bytes, without the two closing zero bytes.
@@ -34,7 +35,8 @@ struct ApiResult {
   bool operator==(const ApiResult& o) const {
     return length == o.length && text == o.text && std::memcmp(corners, o.corners, sizeof corners) == 0 &&
            direction == o.direction && ecl == o.ecl && mode == o.mode && confidence == o.confidence &&
-           hasData == o.hasData && data == o.data && ecis == o.ecis && readerInit == o.readerInit;
+           hasData == o.hasData && data == o.data && ecis == o.ecis && readerInit == o.readerInit && rows == o.rows &&
+           columns == o.columns && std::memcmp(outline, o.outline, sizeof outline) == 0;
   }
 };
 
@@ -78,6 +80,12 @@ inline std::vector<ApiResult> CollectResults(PDF417_Handle h) {
       r.ecis.emplace_back(designator, offset);
     }
     r.readerInit = PDF417_GetReaderInit(h, i);
+    PDF417_Geometry g{};
+    g.size = sizeof g;
+    EXPECT_EQ(PDF417_GetGeometry(h, i, &g), 0);
+    r.rows = g.rows;
+    r.columns = g.columns;
+    std::memcpy(r.outline, g.outline, sizeof r.outline);
     out.push_back(r);
   }
   return out;

@@ -149,6 +149,16 @@ bool CornersMatch(const ApiResult& r, const SymbolTruth& t, double tol) {
     if (r.ecl != (1 << t.ecLevel) - 1) return ::testing::AssertionFailure() << "error correction value " << r.ecl;
     if (r.mode < 10 || r.mode > 13) return ::testing::AssertionFailure() << "mode " << r.mode;
     if (!CornersMatch(r, t, 3 + 1.5 * c.moduleWidth)) return ::testing::AssertionFailure() << "corners";
+    // Where the reader sampled: the symbol's own grid, and an outline on the
+    // symbol (its sides lie on bar edges of the start and stop patterns, so
+    // within their 17 and 18 modules of the outer edges).
+    if (r.rows != t.rows || r.columns != t.dataColumns + 2) {
+      return ::testing::AssertionFailure() << "grid " << r.rows << " x " << r.columns;
+    }
+    for (int k = 0; k < 4; ++k) {
+      const double d = std::hypot(r.outline[2 * k] - t.corners[k].x, r.outline[2 * k + 1] - t.corners[k].y);
+      if (d > 18 * c.moduleWidth + 3) return ::testing::AssertionFailure() << "outline corner " << k << " off by " << d;
+    }
     ++exact;
   }
   if (exact != 1) return ::testing::AssertionFailure() << exact << " of " << results.size() << " results decoded";
