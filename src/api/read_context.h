@@ -15,6 +15,7 @@ struct ReadContext {
   SamplingWorkspace sampling;
   CorrectionWorkspace correction;
   ResultList results;  // the direct pass's records, then the turned pass's
+  ResultList extras;   // what the further searches of both passes found
 };
 
 }  // namespace pdf417

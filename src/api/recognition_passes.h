@@ -12,7 +12,9 @@
 namespace pdf417 {
 
 // Detects the symbols of image and appends one record per candidate to
-// ctx.results. Returns 0, or -1 when a record cannot be stored.
+// ctx.results; then searches for small symbols (see detect/band_search.h),
+// whose decoded finds go to ctx.extras. Returns 0, or -1 when a record
+// cannot be stored.
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
 
 // Both passes over the bitmap (a packed 1-bit DIB of `length` bytes) and the

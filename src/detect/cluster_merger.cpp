@@ -26,7 +26,7 @@ int32_t Root(const int32_t* parent, int32_t k) {
 
 }  // namespace
 
-int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged) {
+int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit) {
   *merged = 0;
   const int32_t L = linked;
   if (L <= 0) return 0;
@@ -88,7 +88,7 @@ int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged) {
     PatternCluster& m = ws.clusters[L + group[i]];
     for (int32_t k = 0; k < c.count; ++k) m.members[m.count++] = c.members[k];
   }
-  for (int32_t g = 0; g < M; ++g) FitClusterEdge(ws, ws.clusters[L + g]);
+  for (int32_t g = 0; g < M; ++g) FitClusterEdge(ws, ws.clusters[L + g], fit);
   *merged = M;
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "detect/detection_workspace.h"
+#include "detect/edge_fitter.h"
 
 namespace pdf417 {
 
@@ -23,6 +24,6 @@ bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_
 // slot; later groups are dropped. *merged receives M. Returns 0, or -1 when
 // the parent table or a member array cannot be allocated (the merged member
 // arrays are then released and *merged is 0).
-int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged);
+int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit = EdgeFit::kPageRows);
 
 }  // namespace pdf417

@@ -64,6 +64,7 @@ struct PatternHit {
 
 // The hits of one scan row, left to right.
 struct ScanRow {
+  int32_t y;         // the row
   int32_t count;
   PatternHit* hits;  // count hits; none when count is 0
 };

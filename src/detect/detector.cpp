@@ -2,6 +2,7 @@
 
 #include "detect/cluster_merger.h"
 #include "detect/detection_workspace.h"
+#include "detect/edge_fitter.h"
 #include "detect/edge_pairing.h"
 #include "detect/hit_linker.h"
 #include "detect/pair_measures.h"
@@ -12,6 +13,8 @@ namespace pdf417 {
 namespace {
 
 constexpr int32_t kRowStep = 10;
+// Hits a column needs to take part in pairing.
+constexpr int32_t kMinHits = 4;
 
 void SetEdge(const PatternCluster& c, int32_t& xTop, int32_t& xBottom, int32_t& yTop, int32_t& yBottom) {
   xTop = c.topX;
@@ -40,18 +43,17 @@ SymbolCandidate MakeCandidate(const EdgePair& pair) {
   return out;
 }
 
-// Runs the stages up to filling the list; every allocation it leaves behind
-// is released by the caller.
-int32_t RunStages(DetectionWorkspace& ws, ScanRowList& rows, int32_t& linked, int32_t& merged,
-                  PairTable& table, CandidateList& list) {
-  if (ScanRows(ws, kRowStep, rows) != 0) return -1;
-  LinkHits(rows, &linked);
+// The stages after row scanning, up to filling the list; every allocation
+// they leave behind is released by the caller.
+int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, int32_t minHits, EdgeFit fit,
+                    int32_t& linked, int32_t& merged, PairTable& table, CandidateList& list) {
+  linked = LinkHits(rows, rowStep);
   if (BuildClusters(ws, rows, linked) != 0) {
     linked = 0;  // BuildClusters released its member arrays
     return -1;
   }
-  if (MergeClusters(ws, linked, &merged) != 0) return -1;
-  if (PairClusters(ws, linked, merged, table) != 0) return -1;
+  if (MergeClusters(ws, linked, &merged, fit) != 0) return -1;
+  if (PairClusters(ws, linked, merged, minHits, table) != 0) return -1;
   if (table.validCount == 0) return 0;
 
   list.candidates = AllocArray<SymbolCandidate>(static_cast<size_t>(table.validCount));
@@ -71,6 +73,22 @@ int32_t RunStages(DetectionWorkspace& ws, ScanRowList& rows, int32_t& linked, in
   return 0;
 }
 
+// Links, clusters and pairs the hits of rows (scanned rows rowStep apart at
+// most) into list, and releases everything but the list.
+int32_t DetectOnRows(DetectionWorkspace& ws, const BitImage& image, ScanRowList& rows, int32_t rowStep,
+                     int32_t minHits, EdgeFit fit, CandidateList& list) {
+  ws.image = &image;
+  int32_t linked = 0, merged = 0;
+  PairTable table{};
+  const int32_t result = LinkAndPair(ws, rows, rowStep, minHits, fit, linked, merged, table, list);
+  if (result != 0) FreeCandidateList(&list);
+  FreePairTable(table);
+  FreeScanRows(rows);
+  FreeClusterMembers(ws, 0, linked + merged);
+  ws.image = nullptr;
+  return result;
+}
+
 }  // namespace
 
 int32_t DetectSymbols(DetectionWorkspace& ws, const BitImage& image, CandidateList& list) {
@@ -78,14 +96,26 @@ int32_t DetectSymbols(DetectionWorkspace& ws, const BitImage& image, CandidateLi
   list.candidates = nullptr;
   ws.image = &image;
   ScanRowList rows{};
-  int32_t linked = 0, merged = 0;
-  PairTable table{};
-  const int32_t result = RunStages(ws, rows, linked, merged, table, list);
-  FreePairTable(table);
-  FreeScanRows(rows);
-  FreeClusterMembers(ws, 0, linked + merged);
-  ws.image = nullptr;
-  return result;
+  if (ScanRows(ws, kRowStep, rows) != 0) {
+    ws.image = nullptr;
+    return -1;
+  }
+  return DetectOnRows(ws, image, rows, kRowStep, kMinHits, EdgeFit::kPageRows, list);
+}
+
+int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_t* ys, int32_t n,
+                     CandidateList& list) {
+  list.count = 0;
+  list.candidates = nullptr;
+  ws.image = &image;
+  ScanRowList rows{};
+  if (ScanRowSet(ws, ys, n, rows) != 0) {
+    ws.image = nullptr;
+    return -1;
+  }
+  // Rows one apart link; a column needs as many hits as a scan row step of
+  // ten asks of it, over rows a tenth as far apart.
+  return DetectOnRows(ws, image, rows, 1, kMinHits, EdgeFit::kFromFirstHit, list);
 }
 
 void FreeCandidateList(CandidateList* list) {

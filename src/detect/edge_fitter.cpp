@@ -53,20 +53,22 @@ bool PatternPresentOnRow(DetectionWorkspace& ws, const PatternCluster& c, int32_
   return n >= 12;
 }
 
-void FitClusterEdge(DetectionWorkspace& ws, PatternCluster& c) {
+void FitClusterEdge(DetectionWorkspace& ws, PatternCluster& c, EdgeFit fit) {
   if (c.count < 1) return;
   const bool left = IsLeftEdgeKind(c.kind);
   // The fit stores are indexed from 1, so a column of more hits than they
   // hold is fitted through its first kRunCapacity - 1 hits.
   const int32_t n = c.count < kRunCapacity ? c.count : kRunCapacity - 1;
+  const int32_t origin = fit == EdgeFit::kFromFirstHit ? c.members[0]->y : 0;
   for (int32_t k = 1; k <= n; ++k) {
     const PatternHit& hit = *c.members[k - 1];
-    ws.fitX[k] = hit.y;
+    ws.fitX[k] = hit.y - origin;
     ws.fitY[k] = left ? hit.xStart : hit.xEnd;
   }
   float a = 0, b = 0, abdev = 0;
   FitRobustLine(ws.fitX, ws.fitY, n, &a, &b, &abdev);  // an iteration limit still leaves a usable line
-  c.a = a;
+  // x = a + b (y - origin), as a line in page rows.
+  c.a = static_cast<double>(a) - static_cast<double>(b) * origin;
   c.b = b;
   c.abdev = abdev;
 

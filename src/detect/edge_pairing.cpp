@@ -56,7 +56,7 @@ void FreePairTable(PairTable& table) {
   table = PairTable{};
 }
 
-int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, PairTable& table) {
+int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t minHits, PairTable& table) {
   table = PairTable{};
   if (M <= 0) return 0;
   table.entries = AllocArray<EdgePair>(static_cast<size_t>(M));
@@ -64,10 +64,10 @@ int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, PairTable& ta
   table.count = M;
   for (int32_t i = 0; i + 1 < M; ++i) {
     PatternCluster& ci = ws.clusters[L + i];
-    if (ci.count < 4) continue;
+    if (ci.count < minHits) continue;
     for (int32_t j = i + 1; j < M; ++j) {
       PatternCluster& cj = ws.clusters[L + j];
-      if (cj.count < 4 || !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j)) continue;
+      if (cj.count < minHits || !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j)) continue;
       table.entries[i].valid = 1;
       table.entries[i].first = &ci;
       table.entries[i].second = &cj;

@@ -29,10 +29,10 @@ bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const 
                   int32_t lo, int32_t hi, int32_t i, int32_t j);
 
 // Fills table for merged clusters L..L+M-1: entry i holds merged cluster i's
-// lowest-numbered partner, if any; only clusters of 4 or more hits take part.
-// Returns 0, or -1 when the table cannot be allocated. With M = 0 no array
-// is allocated.
-int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, PairTable& table);
+// lowest-numbered partner, if any; only clusters of minHits or more hits
+// take part. Returns 0, or -1 when the table cannot be allocated. With M = 0
+// no array is allocated.
+int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t minHits, PairTable& table);
 
 // Releases the table's array and zeroes its fields.
 void FreePairTable(PairTable& table);

@@ -13,7 +13,7 @@ bool HitsContinue(const PatternHit& a, const PatternHit& b) {
   return RunOverlaySimilarity(a.widths, na, b.widths, nb) > 850;
 }
 
-int32_t LinkHits(ScanRowList& rows, int32_t* labels) {
+int32_t LinkHits(ScanRowList& rows, int32_t rowStep) {
   int32_t next = 0;
   const auto newLabel = [&next]() {
     return next < kClusterCapacity ? next++ : static_cast<int32_t>(kDroppedLabel);
@@ -23,7 +23,7 @@ int32_t LinkHits(ScanRowList& rows, int32_t* labels) {
     for (int32_t h = 0; h < row.count; ++h) {
       PatternHit& hit = row.hits[h];
       bool linked = false;
-      if (r > 0) {
+      if (r > 0 && row.y - rows.rows[r - 1].y <= rowStep) {
         const ScanRow& above = rows.rows[r - 1];
         for (int32_t p = 0; p < above.count && !linked; ++p) {
           if (HitsContinue(above.hits[p], hit)) {
@@ -36,8 +36,7 @@ int32_t LinkHits(ScanRowList& rows, int32_t* labels) {
       if (!linked) hit.label = newLabel();
     }
   }
-  *labels = next;
-  return 0;
+  return next;
 }
 
 void FreeClusterMembers(DetectionWorkspace& ws, int32_t first, int32_t count) {

@@ -14,10 +14,11 @@ namespace pdf417 {
 bool HitsContinue(const PatternHit& a, const PatternHit& b);
 
 // Labels every hit by the first hit of the scan row above that it continues,
-// or with a new label. At most kClusterCapacity labels are handed out: a hit
-// that would need another one, and every hit continuing it, gets
-// kDroppedLabel. *labels receives the number of labels L. Returns 0.
-int32_t LinkHits(ScanRowList& rows, int32_t* labels);
+// or with a new label; the row above counts only when it lies at most
+// rowStep rows higher. At most kClusterCapacity labels are handed out: a
+// hit that would need another one, and every hit continuing it, gets
+// kDroppedLabel. Returns the number of labels L.
+int32_t LinkHits(ScanRowList& rows, int32_t rowStep);
 
 // Fills linked clusters 0..L-1 of the workspace from the labelled hits (hits
 // with kDroppedLabel are left out). Returns 0, or -1 when a member array

@@ -52,6 +52,7 @@ int32_t ClassifyWindow(const int32_t* widths) {
 }
 
 int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
+  row.y = y;
   row.count = 0;
   row.hits = nullptr;
   const BitImage& image = *ws.image;
@@ -128,6 +129,21 @@ void FreeScanRows(ScanRowList& rows) {
   }
   FreeBytes(rows.rows);
   rows = ScanRowList{};
+}
+
+int32_t ScanRowSet(DetectionWorkspace& ws, const int32_t* ys, int32_t n, ScanRowList& rows) {
+  rows = ScanRowList{};
+  if (n < 1) return 0;
+  rows.rows = AllocArray<ScanRow>(static_cast<size_t>(n));
+  if (rows.rows == nullptr) return -1;
+  rows.count = n;
+  for (int32_t i = 0; i < n; ++i) {
+    if (ScanOneRow(ws, ys[i], rows.rows[i]) != 0) {
+      FreeScanRows(rows);
+      return -1;
+    }
+  }
+  return 0;
 }
 
 int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows) {

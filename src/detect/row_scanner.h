@@ -24,6 +24,11 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row);
 // empty).
 int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows);
 
+// Scans the rows ys[0..n-1] (ascending, inside the image) of ws.image into
+// rows, one ScanRow each. Returns 0, or -1 when an allocation fails
+// (everything released, rows empty).
+int32_t ScanRowSet(DetectionWorkspace& ws, const int32_t* ys, int32_t n, ScanRowList& rows);
+
 // Releases every row's hit array and the list.
 void FreeScanRows(ScanRowList& rows);
 
