@@ -31,7 +31,7 @@ int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const Symb
   ScanRow row{};
   int32_t marked = 0;
   for (int32_t y = 0; y < height; y += kSeedRowStep) {
-    if (ScanOneRow(ws, y, row) != 0) {
+    if (ScanOneRow(ws, y, row, WindowTest::kTolerant) != 0) {
       ws.image = nullptr;
       return -1;
     }

@@ -109,7 +109,7 @@ int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_
   list.candidates = nullptr;
   ws.image = &image;
   ScanRowList rows{};
-  if (ScanRowSet(ws, ys, n, rows) != 0) {
+  if (ScanRowSet(ws, ys, n, rows, WindowTest::kTolerant) != 0) {
     ws.image = nullptr;
     return -1;
   }

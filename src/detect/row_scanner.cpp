@@ -26,11 +26,56 @@ constexpr PatternTemplate kTemplates[4] = {
     {STOP_REVERSED, 8, {112, 112, 75, 75, 150, 150, 75, 350}, {188, 188, 125, 125, 250, 250, 125, 450}},
 };
 
+// The patterns in modules, bar first, as read left to right.
+struct PatternModules {
+  int32_t kind;
+  int32_t runs;
+  int32_t modules[9];
+};
+constexpr PatternModules kPatterns[4] = {
+    {START_FORWARD, 8, {8, 1, 1, 1, 1, 1, 1, 3}},
+    {START_REVERSED, 8, {3, 1, 1, 1, 1, 1, 1, 8}},
+    {STOP_FORWARD, 9, {7, 1, 1, 3, 1, 1, 1, 2, 1}},
+    {STOP_REVERSED, 9, {1, 2, 1, 1, 1, 3, 1, 1, 7}},
+};
+
+// Whether the widths fit the pattern at the module size their total gives:
+// every sum of two neighbouring widths (which ink spread and thinning leave
+// alone) within half a module and a pixel of its share of the total, and
+// every single width within three quarters of a module and a pixel. In
+// integers: with T the total and M the pattern's modules, |M w - m T| is
+// compared with the allowance times M.
+bool FitsPattern(const PatternModules& p, const int32_t* w) {
+  int64_t total = 0;
+  for (int32_t k = 0; k < p.runs; ++k) total += w[k];
+  const int64_t modules = p.runs == 8 ? 17 : 18;
+  if (total < modules) return false;  // modules under a pixel wide
+  for (int32_t k = 0; k < p.runs; ++k) {
+    const int64_t off = modules * w[k] - p.modules[k] * total;
+    if (4 * (off < 0 ? -off : off) > 3 * total + 4 * modules) return false;
+    if (k + 1 == p.runs) break;
+    const int64_t pairOff = modules * (w[k] + w[k + 1]) - (p.modules[k] + p.modules[k + 1]) * total;
+    if (2 * (pairOff < 0 ? -pairOff : pairOff) > total + 2 * modules) return false;
+  }
+  return true;
+}
+
 bool FitsTemplate(const PatternTemplate& t, const int32_t* scaled) {
   for (int32_t k = 0; k < t.sums; ++k) {
     if (scaled[k] < t.low[k] || scaled[k] > t.high[k]) return false;
   }
   return true;
+}
+
+// Copies the first `found` hits of the workspace into an array of the row.
+int32_t StoreHits(const DetectionWorkspace& ws, int32_t found, ScanRow& row) {
+  if (found == 0) return 0;
+  PatternHit* hits = AllocArray<PatternHit>(static_cast<size_t>(found));
+  if (hits == nullptr) return -1;
+  std::memcpy(hits, ws.hits, sizeof(PatternHit) * static_cast<size_t>(found));
+  row.count = found;
+  row.hits = hits;
+  return 0;
 }
 
 }  // namespace
@@ -51,7 +96,22 @@ int32_t ClassifyWindow(const int32_t* widths) {
   return kind;
 }
 
-int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
+int32_t ClassifyWindowTolerant(const int32_t* widths, int32_t wanted) {
+  int32_t kind = 0;
+  for (const PatternModules& p : kPatterns) {
+    if ((wanted & p.kind) && FitsPattern(p, widths)) kind |= p.kind;
+  }
+  // Tolerances this wide let a start window pass for both directions only
+  // when it is no start pattern at all; so can a stop window.
+  if ((kind & (START_FORWARD | START_REVERSED)) == (START_FORWARD | START_REVERSED)) kind &= ~(START_FORWARD | START_REVERSED);
+  if ((kind & (STOP_FORWARD | STOP_REVERSED)) == (STOP_FORWARD | STOP_REVERSED)) kind &= ~(STOP_FORWARD | STOP_REVERSED);
+  // A start and a stop pattern read the same window only where the widths
+  // say little; take the start pattern, whose outer bar is the wider.
+  if (kind & (START_FORWARD | START_REVERSED)) kind &= START_FORWARD | START_REVERSED;
+  return kind;
+}
+
+int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row, WindowTest test) {
   row.y = y;
   row.count = 0;
   row.hits = nullptr;
@@ -84,6 +144,15 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
     hit.xEnd = ws.runs[i + (IsStartKind(kind) ? 9 : 10)];
     hit.y = y;
   };
+  if (test == WindowTest::kTolerant) {
+    // Every window, each tested for the patterns that begin on its colour.
+    for (int32_t i = 0; i <= m - 9 && found < kHitCapacity; ++i) {
+      const int32_t wanted = (i % 2 == 0) ? (START_FORWARD | STOP_FORWARD | STOP_REVERSED) : START_REVERSED;
+      const int32_t kind = ClassifyWindowTolerant(ws.widths + i, wanted);
+      if (kind != 0) record(i, kind);
+    }
+    return StoreHits(ws, found, row);
+  }
   uint64_t visited[kRunCapacity / 64 + 1] = {};
   for (int32_t i = 0; i <= m - 9 && found < kHitCapacity;) {
     visited[i / 64] |= uint64_t{1} << (i % 64);
@@ -112,14 +181,7 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row) {
     std::sort(ws.hits, ws.hits + found,
               [](const PatternHit& a, const PatternHit& b) { return a.firstRun < b.firstRun; });
   }
-  if (found == 0) return 0;
-
-  PatternHit* hits = AllocArray<PatternHit>(static_cast<size_t>(found));
-  if (hits == nullptr) return -1;
-  std::memcpy(hits, ws.hits, sizeof(PatternHit) * static_cast<size_t>(found));
-  row.count = found;
-  row.hits = hits;
-  return 0;
+  return StoreHits(ws, found, row);
 }
 
 void FreeScanRows(ScanRowList& rows) {
@@ -131,14 +193,14 @@ void FreeScanRows(ScanRowList& rows) {
   rows = ScanRowList{};
 }
 
-int32_t ScanRowSet(DetectionWorkspace& ws, const int32_t* ys, int32_t n, ScanRowList& rows) {
+int32_t ScanRowSet(DetectionWorkspace& ws, const int32_t* ys, int32_t n, ScanRowList& rows, WindowTest test) {
   rows = ScanRowList{};
   if (n < 1) return 0;
   rows.rows = AllocArray<ScanRow>(static_cast<size_t>(n));
   if (rows.rows == nullptr) return -1;
   rows.count = n;
   for (int32_t i = 0; i < n; ++i) {
-    if (ScanOneRow(ws, ys[i], rows.rows[i]) != 0) {
+    if (ScanOneRow(ws, ys[i], rows.rows[i], test) != 0) {
       FreeScanRows(rows);
       return -1;
     }
