@@ -61,10 +61,10 @@ std::vector<BadFileCase> BadFiles(const TempDir& dir) {
   for (size_t at : {18u, 22u}) huge[at] = 0xA0, huge[at + 1] = 0x86, huge[at + 2] = 0x01, huge[at + 3] = 0;
   return {
       {"empty", {}, "empty file"},
-      {"text", std::vector<uint8_t>(text.begin(), text.end()), "not a BMP, PNG, TIFF or PBM/PGM/PPM image"},
+      {"text", std::vector<uint8_t>(text.begin(), text.end()), "not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"},
       {"bmp_header_only", Cut(bmp, 20), "truncated BMP header"},
       {"bmp_rle", rle, "compressed BMP (compression 1) not supported"},
-      {"bmp_huge", huge, "image too large (100000 x 100000 pixels)"},
+      {"bmp_huge", huge, "image too large (100000 x 100000 pixels; at most 131072 per side and 2^28 in all)"},
       {"png_half", Cut(pngBytes, pngBytes.size() / 2), nullptr},
       {"pgm_bad_maxval", MakePnm(page, '5', 70000), "bad PNM maxval 70000"},
   };
