@@ -142,33 +142,39 @@ std::vector<uint8_t> ReadWholeFile(const std::string& path, uint64_t maxBytes) {
   if (::fstat(fd, &st) != 0) throw ImageError(std::strerror(errno));
   if (S_ISDIR(st.st_mode)) throw ImageError(std::strerror(EISDIR));
   const std::string tooLarge = "larger than " + FormatBytes(maxBytes) + " (--max-file-size)";
-  const bool regular = S_ISREG(st.st_mode);
-  if (regular && static_cast<uint64_t>(st.st_size) > maxBytes) throw ImageError("file " + tooLarge);
+  if (S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) > maxBytes) throw ImageError("file " + tooLarge);
 
-  std::vector<uint8_t> data(regular && st.st_size > 0 ? static_cast<size_t>(st.st_size) + 1 : size_t{1} << 16);
-  size_t used = 0;
-  bool checkedFormat = false;
+  // Read in blocks that are neither cleared nor moved as more arrive (a
+  // stream's size is known only at its end), then joined once.
+  constexpr size_t kBlock = size_t{1} << 20;
+  std::vector<std::unique_ptr<uint8_t[]>> blocks;
+  uint64_t total = 0;
+  size_t inLast = kBlock;
   for (;;) {
-    if (used == data.size()) {
-      if (used > maxBytes) break;
-      data.resize(std::min<uint64_t>(maxBytes + 1, used * 2));
+    if (inLast == kBlock) {
+      blocks.push_back(std::make_unique_for_overwrite<uint8_t[]>(kBlock));
+      inLast = 0;
     }
-    const ssize_t n = ::read(fd, data.data() + used, data.size() - used);
+    const ssize_t n = ::read(fd, blocks.back().get() + inLast, kBlock - inLast);
     if (n < 0) {
       if (errno == EINTR) continue;
       throw ImageError(std::strerror(errno));
     }
-    used += static_cast<size_t>(n);
-    // An endless stream of something that is no image (/dev/zero) stops here.
-    if (!checkedFormat && (n == 0 || used >= 1024)) {
-      RejectUnknown(std::span<const uint8_t>(data).first(used));
-      checkedFormat = true;
-    }
+    // An endless stream of something that is no image (/dev/zero) stops as
+    // soon as its first bytes are seen.
+    if (total < 1024 && (n == 0 || total + static_cast<uint64_t>(n) >= 1024))
+      RejectUnknown(std::span<const uint8_t>(blocks[0].get(), static_cast<size_t>(total) + static_cast<size_t>(n)));
     if (n == 0) break;
+    inLast += static_cast<size_t>(n);
+    total += static_cast<uint64_t>(n);
+    if (total > maxBytes) throw ImageError((S_ISREG(st.st_mode) ? "file " : "input ") + tooLarge);
   }
-  if (used > maxBytes) throw ImageError((regular ? "file " : "input ") + tooLarge);
-  data.resize(used);
-  data.shrink_to_fit();
+  std::vector<uint8_t> data(static_cast<size_t>(total));
+  for (size_t i = 0; i < blocks.size(); i++) {
+    const size_t n = i + 1 < blocks.size() ? kBlock : inLast;
+    std::memcpy(data.data() + i * kBlock, blocks[i].get(), n);
+    blocks[i].reset();
+  }
   return data;
 }
 
