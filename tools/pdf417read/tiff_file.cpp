@@ -2,9 +2,10 @@
 // directory is a page; their offsets are listed once when the file is
 // opened, and a page opens its own directory directly, so N pages cost O(N).
 // Bilevel pages (any compression libtiff knows: CCITT G3/G4, LZW, PackBits,
-// none) are read as packed scanlines or tiles into a 1-bit raster;
-// everything else (grey, palette, RGB) goes through libtiff's RGBA
-// conversion a band of rows at a time. Rows are stored as they decode.
+// none) are read as packed scanlines or tiles into a 1-bit raster; grey,
+// palette and RGB strips as scanlines into a grey raster; everything else
+// (tiles, YCbCr, CMYK, alpha, ...) through libtiff's RGBA conversion a band
+// of rows at a time. Rows are stored as they decode.
 // libtiff's messages are collected per file instead of printed.
 #include <tiffio.h>
 
@@ -152,6 +153,57 @@ void ReadBilevel(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t heigh
   }
 }
 
+// Grey (8 or 16 bits, either polarity), RGB (8 or 16 bits) and palette pages
+// in strips, one scanline at a time: libtiff decodes each strip once and
+// never holds more than its compressed bytes. Returns false for any other
+// layout.
+bool ReadGreyScanlines(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t height, RowBuffer& rows) {
+  uint16_t bits = 0, samples = 0, photometric = 0, planar = PLANARCONFIG_CONTIG;
+  TIFFGetFieldDefaulted(t, TIFFTAG_BITSPERSAMPLE, &bits);
+  TIFFGetFieldDefaulted(t, TIFFTAG_SAMPLESPERPIXEL, &samples);
+  TIFFGetFieldDefaulted(t, TIFFTAG_PLANARCONFIG, &planar);
+  if (TIFFIsTiled(t) || planar != PLANARCONFIG_CONTIG || !TIFFGetField(t, TIFFTAG_PHOTOMETRIC, &photometric))
+    return false;
+  const bool grey = (photometric == PHOTOMETRIC_MINISBLACK || photometric == PHOTOMETRIC_MINISWHITE) && samples == 1 &&
+                    (bits == 8 || bits == 16);
+  const bool rgb = photometric == PHOTOMETRIC_RGB && samples == 3 && (bits == 8 || bits == 16);
+  const bool palette = photometric == PHOTOMETRIC_PALETTE && samples == 1 && bits <= 8;
+  if (!grey && !rgb && !palette) return false;
+  uint8_t paletteGrey[256] = {};
+  if (palette) {
+    uint16_t *red = nullptr, *green = nullptr, *blue = nullptr;
+    if (!TIFFGetField(t, TIFFTAG_COLORMAP, &red, &green, &blue)) Fail(file, "palette without colour map");
+    const int entries = 1 << bits;
+    // Old writers stored 8-bit colour maps: no entry above 255 means those.
+    bool eightBit = true;
+    for (int i = 0; i < entries; i++) eightBit = eightBit && red[i] < 256 && green[i] < 256 && blue[i] < 256;
+    const int shift = eightBit ? 0 : 8;
+    for (int i = 0; i < entries; i++) paletteGrey[i] = Luminance(red[i] >> shift, green[i] >> shift, blue[i] >> shift);
+  }
+  std::vector<uint8_t> line(static_cast<size_t>(TIFFScanlineSize(t)));
+  const size_t need = (size_t{width} * samples * bits + 7) / 8;
+  if (line.size() < need) Fail(file, "bad scanline size");
+  const uint8_t invert = photometric == PHOTOMETRIC_MINISWHITE ? 255 : 0;
+  for (uint32_t y = 0; y < height; y++) {
+    if (TIFFReadScanline(t, line.data(), y, 0) < 0) Fail(file, "cannot read scanline");
+    uint8_t* row = rows.AddRow();
+    const uint16_t* wide = reinterpret_cast<const uint16_t*>(line.data());  // host order from libtiff
+    for (uint32_t x = 0; x < width; x++) {
+      if (palette) {
+        const size_t bit = size_t{x} * bits;
+        row[x] = paletteGrey[(line[bit >> 3] >> (8 - bits - (bit & 7))) & ((1 << bits) - 1)];
+      } else if (grey) {
+        row[x] = static_cast<uint8_t>((bits == 8 ? line[x] : wide[x] >> 8) ^ invert);
+      } else if (bits == 8) {
+        row[x] = Luminance(line[3 * x], line[3 * x + 1], line[3 * x + 2]);
+      } else {
+        row[x] = Luminance(wide[3 * x] >> 8, wide[3 * x + 1] >> 8, wide[3 * x + 2] >> 8);
+      }
+    }
+  }
+  return true;
+}
+
 // Any other page, through libtiff's RGBA conversion in bands of rows (whole
 // strips or tiles where they fit), in the file's own row order.
 void ReadThroughRgba(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t height, RowBuffer& rows) {
@@ -247,7 +299,7 @@ PageImage LoadTiffPage(std::span<const uint8_t> bytes, uint64_t directoryOffset,
     if (flips.vertical) ReverseRows(r.rows, rowBytes);
     return out;
   }
-  ReadThroughRgba(t, file, width, height, rows);
+  if (!ReadGreyScanlines(t, file, width, height, rows)) ReadThroughRgba(t, file, width, height, rows);
   out.grey = {static_cast<int>(width), static_cast<int>(height), rows.Take()};
   if (flips.horizontal)
     for (uint32_t y = 0; y < height; y++)
