@@ -1,5 +1,6 @@
 // The command-line reader's image intake over arbitrary files: format
-// detection, page counting, the BMP/PNG/TIFF/PNM decoders and binarisation.
+// detection, page indexing, the BMP/PNG/TIFF/PNM/JPEG decoders and
+// binarisation (PDF pages go to a module this target does not load).
 // A damaged file may only end in ImageError (or another std::exception,
 // which the reader reports per file); never in a crash or an access outside
 // the file's bytes.
@@ -19,11 +20,20 @@ void Require(bool ok) {
 
 void CheckPage(const pdf417read::PageImage& page, std::span<const uint8_t> bytes) {
   using namespace pdf417read;
-  if (!page.dib.empty()) {
-    Require(page.dib.data() >= bytes.data() && page.dib.data() + page.dib.size() <= bytes.data() + bytes.size());
-    return;
+  switch (page.kind) {
+    case PageImage::Kind::StoredDib:
+      Require(page.dib.data() >= bytes.data() && page.dib.data() + page.dib.size() <= bytes.data() + bytes.size());
+      return;
+    case PageImage::Kind::Bits: {
+      const BitRaster& r = page.bits;
+      Require(r.width > 0 && r.height > 0 && r.rows.size() == DibStride(r.width) * static_cast<size_t>(r.height));
+      std::vector<uint8_t> dib(DibSize(r.width, r.height));
+      PackDib(r, dib);
+      return;
+    }
+    case PageImage::Kind::Grey: break;
   }
-  const Raster& r = page.raster;
+  const GreyRaster& r = page.grey;
   Require(r.width > 0 && r.height > 0);
   Require(r.grey.size() == static_cast<size_t>(r.width) * static_cast<size_t>(r.height));
   const Threshold threshold = ChooseThreshold(r, -1);
@@ -35,17 +45,16 @@ void CheckPage(const pdf417read::PageImage& page, std::span<const uint8_t> bytes
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace pdf417read;
-  // Exact-size copy so AddressSanitizer sees the end of the file.
-  std::unique_ptr<uint8_t[]> copy(new uint8_t[size]);
-  std::copy(data, data + size, copy.get());
-  const std::span<const uint8_t> bytes(copy.get(), size);
   try {
-    const FileFormat format = DetectFormat(bytes);
-    const int pages = CountPages(format, bytes);
-    Require(pages >= 0);
-    for (int p = 0; p < pages && p < 4; ++p) {
+    // The file's own vector is exactly the file's size, so AddressSanitizer
+    // sees its end.
+    LoadContext context;
+    const std::shared_ptr<const SourceFile> file =
+        OpenSource(std::vector<uint8_t>(data, data + size), InputLimits{.maxPages = 4}, context);
+    Require(file->pageCount >= 1 && file->pageCount <= 4);
+    for (int p = 0; p < file->pageCount; ++p) {
       try {
-        CheckPage(LoadPage(format, bytes, p), bytes);
+        CheckPage(LoadPage(file, p, context), file->bytes);
       } catch (const std::exception&) {
       }
     }

@@ -177,16 +177,19 @@ void LoaderSeeds() {
   Write("image_loaders", "grey8.bmp", cli_test::MakeBmp(page, {.bitCount = 8}));
   Write("image_loaders", "core.bmp", cli_test::MakeBmp(page, {.bitCount = 4, .headerSize = 12, .topDown = false}));
   for (char kind : {'1', '2', '4', '5', '6'}) Write("image_loaders", std::string("page.p") + kind, cli_test::MakePnm(page, kind));
+  Write("image_loaders", "grey.jpg", cli_test::MakeJpeg(page, cli_test::JpegKind::Grey));
+  Write("image_loaders", "cmyk.jpg", cli_test::MakeJpeg(page, cli_test::JpegKind::Cmyk));
+  Write("image_loaders", "progressive.jpg", cli_test::MakeJpeg(page, cli_test::JpegKind::Rgb, true));
   const fs::path tmp = gRoot / "tmp";
   fs::create_directories(tmp);
   int n = 0;
-  for (cli_test::PngKind kind : {cli_test::PngKind::Grey1, cli_test::PngKind::Grey8, cli_test::PngKind::Palette4,
-                                 cli_test::PngKind::GreyAlpha}) {
+  for (cli_test::PngKind kind : {cli_test::PngKind::Grey1, cli_test::PngKind::Grey1Interlaced, cli_test::PngKind::Grey8,
+                                 cli_test::PngKind::Palette4, cli_test::PngKind::GreyAlpha}) {
     const fs::path p = tmp / "x.png";
     if (cli_test::WritePng(p.string(), page, kind)) Write("image_loaders", "page" + std::to_string(n++) + ".png", ReadBack(p));
   }
-  for (cli_test::TiffKind kind : {cli_test::TiffKind::G4, cli_test::TiffKind::G3, cli_test::TiffKind::Lzw1,
-                                  cli_test::TiffKind::Grey8Lzw}) {
+  for (cli_test::TiffKind kind : {cli_test::TiffKind::G4, cli_test::TiffKind::G3, cli_test::TiffKind::Lzw1Tiled,
+                                  cli_test::TiffKind::G4BottomUp, cli_test::TiffKind::Grey8Lzw}) {
     const fs::path p = tmp / "x.tif";
     if (cli_test::WriteTiff(p.string(), {page, page}, kind)) Write("image_loaders", "page" + std::to_string(n++) + ".tif", ReadBack(p));
   }

@@ -3,7 +3,8 @@
 # Usage: scripts/deps.sh [extra-package ...]
 set -euo pipefail
 pkgs=(build-essential cmake pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-      libzint-dev libtiff-dev libpng-dev libcli11-dev nlohmann-json3-dev libfmt-dev "$@")
+      libzint-dev libtiff-dev libpng-dev libjpeg62-turbo-dev libpoppler-cpp-dev libcli11-dev
+      nlohmann-json3-dev libfmt-dev "$@")
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,7 +63,9 @@ RunResult RunCli(const std::vector<std::string>& args, const std::string& stdinP
     return result;
   }
   int status = 0;
-  waitpid(pid, &status, 0);
+  struct rusage usage{};
+  wait4(pid, &status, 0, &usage);
+  result.maxRssKib = usage.ru_maxrss;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.out = ReadText(outPath);
   result.err = ReadText(errPath);

@@ -13,6 +13,7 @@ namespace cli_test {
 struct RunResult {
   int exitCode = -1;
   std::string out, err;
+  long maxRssKib = 0;  // the run's peak resident memory
   std::vector<std::string> outLines() const;
   std::vector<std::string> errLines() const;
 };

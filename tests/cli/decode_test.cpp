@@ -125,6 +125,18 @@ TEST(CliDecode, MacroMessageJoinedAcrossPages) {
   EXPECT_EQ(objects[2]["complete"], false);
 }
 
+// JPEG and PDF pages read back to their exact payloads; the pages of a PDF
+// are named FILE:PAGE.
+TEST(CliDecode, JpegAndPdfPagesReadBackExactly) {
+  TempDir dir;
+  const std::string jpeg = dir.path("page.jpg"), pdf = dir.path("pages.pdf");
+  WriteBytes(jpeg, MakeJpeg(PageWith(Options("JPEG page payload"), 0), JpegKind::Rgb));
+  WriteBytes(pdf, MakePdf({PageWith(Options("PDF page one"), 1), PageWith(Options("PDF page 2 of 2"), 2)}));
+  const RunResult r = RunCli({"--decoded-only", jpeg, pdf});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(r.out, jpeg + ": 0, JPEG page payload\n" + pdf + ":1: 1, PDF page one\n" + pdf + ":2: 2, PDF page 2 of 2\n");
+}
+
 // The bundled sample page: every symbol placed on it is read.
 TEST(CliDecode, BundledSamplePage) {
   const std::string file = std::string(PDF417_TEST_DATA) + "/sample-page.bmp";

@@ -1,6 +1,7 @@
-// Every input format pdf417read reads: the 1-bit page it hands to the
-// library (saved with --dump-bitmaps) must be exactly the page that was
-// written. The CliDecode tests check decoded text.
+// Every input format pdf417read reads but PDF: the 1-bit page it hands to
+// the library (saved with --dump-bitmaps) must be exactly the page that was
+// written. The CliDecode tests check decoded text (and PDF, which poppler
+// renders with antialiased edges).
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -39,6 +40,13 @@ std::function<bool(const std::string&, const Page&)> Tiff(TiffKind kind) {
   return [=](const std::string& path, const Page& page) { return WriteTiff(path, {page}, kind); };
 }
 
+std::function<bool(const std::string&, const Page&)> Jpeg(JpegKind kind, bool progressive = false) {
+  return [=](const std::string& path, const Page& page) {
+    WriteBytes(path, MakeJpeg(page, kind, progressive));
+    return true;
+  };
+}
+
 std::function<bool(const std::string&, const Page&)> Png(PngKind kind) {
   return [=](const std::string& path, const Page& page) { return WritePng(path, page, kind); };
 }
@@ -72,18 +80,28 @@ std::vector<FormatCase> Cases() {
       {"bmp24", "page.bmp", Bmp(Variant(24))},
       {"bmp32_v5_bitfields", "page.bmp", Bmp(Variant(32, 124))},
       {"png_grey1", "page.png", Png(PngKind::Grey1)},
+      {"png_grey1_interlaced", "page.png", Png(PngKind::Grey1Interlaced)},
+      {"png_palette1_ink_is_1", "page.png", Png(PngKind::Palette1)},
+      {"png_rgb_interlaced", "page.png", Png(PngKind::Rgb8Interlaced)},
       {"png_grey8", "page.png", Png(PngKind::Grey8)},
       {"png_grey16", "page.png", Png(PngKind::Grey16)},
       {"png_rgb", "page.png", Png(PngKind::Rgb8)},
       {"png_palette", "page.png", Png(PngKind::Palette4)},
       {"tiff_g4", "page.tif", Tiff(TiffKind::G4)},
       {"tiff_uncompressed_1bit", "page.tif", Tiff(TiffKind::None1)},
+      {"tiff_g4_min_is_black", "page.tif", Tiff(TiffKind::G4MinIsBlack)},
+      {"tiff_g4_bottom_up", "page.tif", Tiff(TiffKind::G4BottomUp)},
+      {"tiff_lzw1_tiled", "page.tif", Tiff(TiffKind::Lzw1Tiled)},
       {"tiff_grey8", "page.tif", Tiff(TiffKind::Grey8Lzw)},
       {"tiff_rgb24", "page.tif", Tiff(TiffKind::Rgb24)},
       {"pbm_ascii", "page.pbm", Pnm('1')},
       {"pbm_binary", "page.pbm", Pnm('4')},
       {"pgm_binary_16bit", "page.pgm", Pnm('5', 65535)},
       {"ppm_ascii", "page.ppm", Pnm('3', 1000)},
+      {"jpeg_grey", "page.jpg", Jpeg(JpegKind::Grey)},
+      {"jpeg_ycbcr", "page.jpg", Jpeg(JpegKind::Rgb)},
+      {"jpeg_cmyk_adobe", "page.jpg", Jpeg(JpegKind::Cmyk)},
+      {"jpeg_progressive", "page.jpg", Jpeg(JpegKind::Rgb, true)},
   };
 }
 
@@ -145,12 +163,6 @@ TEST_F(MultiPageTiff, EveryPageIsRead) {
   for (int p = 0; p < 3; p++)
     EXPECT_TRUE(SamePixels(ReadDumpedBitmap(dumps.path("1-scan-" + std::to_string(p + 1) + ".bmp")), pages_[p]))
         << "page " << p + 1;
-}
-
-TEST_F(MultiPageTiff, CliDecodeNamesThePages) {
-  const RunResult r = RunCli({"--decoded-only", file_});
-  EXPECT_EQ(r.exitCode, 0) << r.err;
-  EXPECT_EQ(r.out, file_ + ":1: 0, first page\n" + file_ + ":3: 0, third page\n");
 }
 
 // Several images in one PNM stream are pages, like TIFF directories.

@@ -5,7 +5,10 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+// jpeglib.h needs FILE declared first.
+#include <jpeglib.h>
 
 namespace cli_test {
 namespace {
@@ -18,7 +21,7 @@ void Put(std::vector<uint8_t>& b, size_t at, uint32_t v, int bytes) {
 
 // Writes rows with the classic libpng API; no C++ object lives across setjmp.
 bool WritePngRows(FILE* f, int width, int height, int bitDepth, int colourType, png_bytepp rows,
-                  const png_color* palette, int paletteSize) {
+                  const png_color* palette, int paletteSize, bool interlaced) {
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png ? png_create_info_struct(png) : nullptr;
   if (!info) {
@@ -30,8 +33,8 @@ bool WritePngRows(FILE* f, int width, int height, int bitDepth, int colourType, 
     return false;
   }
   png_init_io(png, f);
-  png_set_IHDR(png, info, width, height, bitDepth, colourType, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-               PNG_FILTER_TYPE_DEFAULT);
+  png_set_IHDR(png, info, width, height, bitDepth, colourType, interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   if (palette) png_set_PLTE(png, info, palette, paletteSize);
   png_write_info(png, info);
   png_write_image(png, rows);
@@ -42,12 +45,12 @@ bool WritePngRows(FILE* f, int width, int height, int bitDepth, int colourType, 
 
 bool WritePngFile(const std::string& path, int width, int height, int bitDepth, int colourType,
                   std::vector<std::vector<uint8_t>>& rowData, const png_color* palette = nullptr,
-                  int paletteSize = 0) {
+                  int paletteSize = 0, bool interlaced = false) {
   std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "wb"), std::fclose);
   if (!f) return false;
   std::vector<png_bytep> rows;
   for (auto& r : rowData) rows.push_back(r.data());
-  return WritePngRows(f.get(), width, height, bitDepth, colourType, rows.data(), palette, paletteSize);
+  return WritePngRows(f.get(), width, height, bitDepth, colourType, rows.data(), palette, paletteSize, interlaced);
 }
 
 }  // namespace
@@ -147,7 +150,10 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
   std::unique_ptr<TIFF, void (*)(TIFF*)> tif(TIFFOpen(path.c_str(), "w"), TIFFClose);
   if (!tif) return false;
   TIFF* t = tif.get();
-  const bool bilevel = kind == TiffKind::G4 || kind == TiffKind::G3 || kind == TiffKind::Lzw1 || kind == TiffKind::None1;
+  const bool bilevel = kind != TiffKind::Grey8Lzw && kind != TiffKind::Rgb24;
+  const bool g4 = kind == TiffKind::G4 || kind == TiffKind::G4MinIsBlack || kind == TiffKind::G4BottomUp;
+  const bool minIsBlack = kind == TiffKind::G4MinIsBlack, bottomUp = kind == TiffKind::G4BottomUp;
+  const bool tiled = kind == TiffKind::Lzw1Tiled;
   for (const Page& page : pages) {
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, page.width);
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, page.height);
@@ -155,27 +161,48 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
     TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
     TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bilevel ? 1 : 8);
     TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, kind == TiffKind::Rgb24 ? 3 : 1);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, bilevel ? PHOTOMETRIC_MINISWHITE
-                                        : kind == TiffKind::Rgb24 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-    const int compression = kind == TiffKind::G4 ? COMPRESSION_CCITTFAX4
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, minIsBlack || kind == TiffKind::Grey8Lzw ? PHOTOMETRIC_MINISBLACK
+                                         : bilevel ? PHOTOMETRIC_MINISWHITE : PHOTOMETRIC_RGB);
+    if (bottomUp) TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_BOTLEFT);
+    const int compression = g4 ? COMPRESSION_CCITTFAX4
                             : kind == TiffKind::G3 ? COMPRESSION_CCITTFAX3
                             : kind == TiffKind::None1 ? COMPRESSION_NONE : COMPRESSION_LZW;
     TIFFSetField(t, TIFFTAG_COMPRESSION, compression);
-    TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, kind == TiffKind::G4 ? page.height : 16);
-    std::vector<uint8_t> row(static_cast<size_t>(page.width) * 3);
+    if (tiled) {
+      TIFFSetField(t, TIFFTAG_TILEWIDTH, 16);
+      TIFFSetField(t, TIFFTAG_TILELENGTH, 16);
+    } else {
+      TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, g4 ? page.height : 16);
+    }
+    // Whole rows as stored: top row first unless bottom-up.
+    const size_t rowBytes = bilevel ? (page.width + 7) / 8 : static_cast<size_t>(page.width) * (kind == TiffKind::Rgb24 ? 3 : 1);
+    std::vector<uint8_t> image(rowBytes * page.height, 0);
     for (int y = 0; y < page.height; y++) {
-      std::fill(row.begin(), row.end(), 0);
+      uint8_t* row = &image[rowBytes * (bottomUp ? page.height - 1 - y : y)];
       for (int x = 0; x < page.width; x++) {
         const bool dark = page.at(x, y);
         if (bilevel) {
-          if (dark) row[x >> 3] |= static_cast<uint8_t>(0x80 >> (x & 7));  // min-is-white: 1 is black
+          if (dark != minIsBlack) row[x >> 3] |= static_cast<uint8_t>(0x80 >> (x & 7));
         } else if (kind == TiffKind::Rgb24) {
           for (int k = 0; k < 3; k++) row[3 * x + k] = (dark ? kInk : kPaper)[2 - k];
         } else {
           row[x] = dark ? kInkGrey : kPaperGrey;
         }
       }
-      if (TIFFWriteScanline(t, row.data(), y, 0) < 0) return false;
+    }
+    if (tiled) {
+      std::vector<uint8_t> tile(2 * 16);
+      for (int top = 0; top < page.height; top += 16)
+        for (int left = 0; left < page.width; left += 16) {
+          std::fill(tile.begin(), tile.end(), 0);
+          for (int r = 0; r < 16 && top + r < page.height; r++)
+            for (int k = 0; k < 2 && left / 8 + k < static_cast<int>(rowBytes); k++)
+              tile[2 * r + k] = image[rowBytes * (top + r) + left / 8 + k];
+          if (TIFFWriteTile(t, tile.data(), left, top, 0, 0) < 0) return false;
+        }
+    } else {
+      for (int y = 0; y < page.height; y++)
+        if (TIFFWriteScanline(t, &image[rowBytes * y], y, 0) < 0) return false;
     }
     if (!TIFFWriteDirectory(t)) return false;
   }
@@ -196,9 +223,15 @@ bool WritePng(const std::string& path, const Page& page, PngKind kind) {
       const bool dark = page.at(x, y);
       switch (kind) {
         case PngKind::Grey1:
+        case PngKind::Grey1Interlaced:
           if (r.empty()) r.assign((w + 7) / 8, 0xFF);
           if (dark) r[x >> 3] &= static_cast<uint8_t>(~(0x80 >> (x & 7)));
           depth = 1;
+          break;
+        case PngKind::Palette1:  // index 0 paper, 1 ink
+          if (r.empty()) r.assign((w + 7) / 8, 0);
+          if (dark) r[x >> 3] |= static_cast<uint8_t>(0x80 >> (x & 7));
+          depth = 1, type = PNG_COLOR_TYPE_PALETTE;
           break;
         case PngKind::Grey8: r.push_back(dark ? kInkGrey : kPaperGrey); break;
         case PngKind::Grey16: {
@@ -208,6 +241,7 @@ bool WritePng(const std::string& path, const Page& page, PngKind kind) {
           break;
         }
         case PngKind::Rgb8:
+        case PngKind::Rgb8Interlaced:
           for (int k = 2; k >= 0; k--) r.push_back((dark ? kInk : kPaper)[k]);
           type = PNG_COLOR_TYPE_RGB;
           break;
@@ -223,13 +257,105 @@ bool WritePng(const std::string& path, const Page& page, PngKind kind) {
       }
     }
   }
-  return WritePngFile(path, w, h, depth, type, rows, type == PNG_COLOR_TYPE_PALETTE ? palette : nullptr, 16);
+  if (kind == PngKind::Palette1) palette[0] = {kPaper[2], kPaper[1], kPaper[0]}, palette[1] = {kInk[2], kInk[1], kInk[0]};
+  const bool interlaced = kind == PngKind::Grey1Interlaced || kind == PngKind::Rgb8Interlaced;
+  return WritePngFile(path, w, h, depth, type, rows, type == PNG_COLOR_TYPE_PALETTE ? palette : nullptr,
+                      depth == 1 ? 2 : 16, interlaced);
 }
 
 bool WriteGreyPng(const std::string& path, int width, int height, const std::vector<uint8_t>& grey) {
   std::vector<std::vector<uint8_t>> rows(height);
   for (int y = 0; y < height; y++) rows[y].assign(grey.begin() + y * width, grey.begin() + (y + 1) * width);
   return WritePngFile(path, width, height, 8, PNG_COLOR_TYPE_GRAY, rows);
+}
+
+}  // namespace cli_test
+
+namespace cli_test {
+
+std::vector<uint8_t> MakeJpeg(const Page& page, JpegKind kind, bool progressive) {
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors{};
+  info.err = jpeg_std_error(&errors);  // errors exit: the inputs here are always valid
+  jpeg_create_compress(&info);
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &buffer, &size);
+  const int channels = kind == JpegKind::Grey ? 1 : kind == JpegKind::Rgb ? 3 : 4;
+  info.image_width = page.width;
+  info.image_height = page.height;
+  info.input_components = channels;
+  info.in_color_space = kind == JpegKind::Grey ? JCS_GRAYSCALE : kind == JpegKind::Rgb ? JCS_RGB : JCS_CMYK;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, 95, TRUE);
+  if (progressive) jpeg_simple_progression(&info);
+  jpeg_start_compress(&info, TRUE);
+  std::vector<uint8_t> row(static_cast<size_t>(page.width) * channels);
+  for (int y = 0; y < page.height; y++) {
+    for (int x = 0; x < page.width; x++) {
+      const bool dark = page.at(x, y);
+      uint8_t* p = &row[static_cast<size_t>(x) * channels];
+      if (kind == JpegKind::Grey) {
+        p[0] = dark ? kInkGrey : kPaperGrey;
+      } else if (kind == JpegKind::Rgb) {
+        for (int k = 0; k < 3; k++) p[k] = (dark ? kInk : kPaper)[2 - k];
+      } else {  // Adobe's inverted CMYK: 255 is no ink
+        p[0] = p[1] = p[2] = 255;
+        p[3] = dark ? kInkGrey : kPaperGrey;
+      }
+    }
+    JSAMPROW rows[] = {row.data()};
+    jpeg_write_scanlines(&info, rows, 1);
+  }
+  jpeg_finish_compress(&info);
+  std::vector<uint8_t> out(buffer, buffer + size);
+  jpeg_destroy_compress(&info);
+  std::free(buffer);
+  return out;
+}
+
+std::vector<uint8_t> MakePdf(const std::vector<Page>& pages) {
+  std::string pdf = "%PDF-1.4\n";
+  std::vector<size_t> offsets;  // of objects 1, 2, ...
+  auto object = [&](const std::string& body) {
+    offsets.push_back(pdf.size());
+    pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
+  };
+  std::string kids;
+  for (size_t i = 0; i < pages.size(); i++) kids += std::to_string(3 + 3 * i) + " 0 R ";
+  object("<< /Type /Catalog /Pages 2 0 R >>");
+  object("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages.size()) + " >>");
+  for (size_t i = 0; i < pages.size(); i++) {
+    const Page& page = pages[i];
+    char size[64];  // points at 300 dpi
+    std::snprintf(size, sizeof size, "%.4f %.4f", page.width * 72.0 / 300, page.height * 72.0 / 300);
+    object("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + std::string(size) + "] /Resources << /XObject << /Im " +
+           std::to_string(4 + 3 * i) + " 0 R >> >> /Contents " + std::to_string(5 + 3 * i) + " 0 R >>");
+    std::string bits;  // 1-bit DeviceGray rows: 0 is black
+    for (int y = 0; y < page.height; y++) {
+      std::string row((page.width + 7) / 8, '\xff');
+      for (int x = 0; x < page.width; x++)
+        if (page.at(x, y)) row[x >> 3] = static_cast<char>(row[x >> 3] & ~(0x80 >> (x & 7)));
+      bits += row;
+    }
+    object("<< /Type /XObject /Subtype /Image /Width " + std::to_string(page.width) + " /Height " +
+           std::to_string(page.height) + " /ColorSpace /DeviceGray /BitsPerComponent 1 /Length " +
+           std::to_string(bits.size()) + " >>\nstream\n" + bits + "\nendstream");
+    std::string scale = size;
+    scale.replace(scale.find(' '), 1, " 0 0 ");
+    const std::string content = "q " + scale + " 0 0 cm /Im Do Q";
+    object("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
+  }
+  const size_t xref = pdf.size();
+  pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
+  for (size_t at : offsets) {
+    char entry[32];
+    std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", at);
+    pdf += entry;
+  }
+  pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
+         std::to_string(xref) + "\n%%EOF\n";
+  return std::vector<uint8_t>(pdf.begin(), pdf.end());
 }
 
 }  // namespace cli_test

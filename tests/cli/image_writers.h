@@ -1,5 +1,5 @@
 // Writes factory pages in the file formats pdf417read reads, with libtiff,
-// libpng and by hand for BMP and PNM. Pages written in grey or colour use
+// libpng, libjpeg and by hand for BMP, PNM and PDF. Pages written in grey or colour use
 // the colours below, which any sensible threshold separates.
 #pragma once
 
@@ -30,12 +30,23 @@ std::vector<uint8_t> MakeBmp(const pdf417::testing::Page& page, const BmpVariant
 // kind '1'..'6'; maxValue for P2/P3/P5/P6 (above 255 writes 16-bit samples).
 std::vector<uint8_t> MakePnm(const pdf417::testing::Page& page, char kind, int maxValue = 255);
 
-enum class TiffKind { G4, G3, Lzw1, None1, Grey8Lzw, Rgb24 };
+// G4MinIsBlack: 0 is black; G4BottomUp: rows stored bottom row first
+// (orientation bottom-left); Lzw1Tiled: 16 x 16 tiles.
+enum class TiffKind { G4, G3, Lzw1, None1, G4MinIsBlack, G4BottomUp, Lzw1Tiled, Grey8Lzw, Rgb24 };
 bool WriteTiff(const std::string& path, const std::vector<pdf417::testing::Page>& pages, TiffKind kind);
 
-enum class PngKind { Grey1, Grey8, Grey16, Rgb8, Palette4, GreyAlpha };
+enum class PngKind { Grey1, Grey1Interlaced, Palette1, Grey8, Grey16, Rgb8, Rgb8Interlaced, Palette4, GreyAlpha };
 bool WritePng(const std::string& path, const pdf417::testing::Page& page, PngKind kind);
 // A grey PNG from explicit values (0 black .. 255 white), row 0 at the top.
 bool WriteGreyPng(const std::string& path, int width, int height, const std::vector<uint8_t>& grey);
+
+// Grey: ink and paper greys; Rgb: the ink and paper colours (YCbCr in the
+// file); Cmyk: black ink only, stored inverted with an Adobe marker.
+enum class JpegKind { Grey, Rgb, Cmyk };
+std::vector<uint8_t> MakeJpeg(const pdf417::testing::Page& page, JpegKind kind, bool progressive = false);
+
+// A PDF with one page per page given, each holding the page as a 1-bit
+// image at 300 dpi (one image pixel per page pixel).
+std::vector<uint8_t> MakePdf(const std::vector<pdf417::testing::Page>& pages);
 
 }  // namespace cli_test

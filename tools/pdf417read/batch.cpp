@@ -1,11 +1,14 @@
 #include "batch.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,31 +16,44 @@
 #include <thread>
 
 #include "binarize.h"
+#include "output_format.h"
 
 namespace pdf417read {
 namespace {
 
 constexpr int kMaxJobs = 256;
 
-void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
-  std::ofstream out(path, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  out.close();
-  if (!out) throw ImageError("cannot write " + path);
+// Returns "" or the reason the file could not be written.
+std::string WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
+  const std::string name = EscapeControls(path);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) return "cannot write " + name + ": " + std::strerror(errno);
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    done += static_cast<size_t>(n);
+  }
+  const int writeErrno = errno;
+  const bool closed = ::close(fd) == 0;
+  if (done < bytes.size() || !closed)
+    return "cannot write " + name + ": " + std::strerror(done < bytes.size() ? writeErrno : errno);
+  return "";
 }
 
 // Reads one page of a file already in memory (the work of one page task).
-PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page, size_t fileIndex,
-                     const std::string& path, const BatchOptions& options);
+PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
+                     size_t fileIndex, const std::string& path, const BatchOptions& options);
 
 struct FileState {
-  std::shared_ptr<const std::vector<uint8_t>> bytes;  // held while pages are pending
-  FileFormat format = FileFormat::Unknown;
+  std::shared_ptr<const SourceFile> source;  // held while pages are pending
   bool opened = false;
   int pageCount = 0;
   std::string error;
   std::vector<std::optional<PageOutcome>> pages;
   int pagesLeft = 0;
+  bool morePages = false;
 };
 
 // Tasks are (file, page) pairs, page -1 meaning "open the file and count its
@@ -46,12 +62,14 @@ struct FileState {
 class Scheduler {
  public:
   Scheduler(const std::vector<std::string>& paths, const BatchOptions& options)
-      : paths_(paths), options_(options), files_(paths.size()) {
+      : paths_(paths), options_(options), budget_(options.memoryBudget), files_(paths.size()) {
     for (size_t f = 0; f < paths.size(); f++) queue_.emplace(f, -1);
     total_ = static_cast<long>(paths.size());
   }
 
   void Work() {
+    LoadContext context;
+    context.budget = &budget_;
     std::unique_lock lock(mutex_);
     for (;;) {
       workReady_.wait(lock, [&] { return !queue_.empty() || running_ == 0; });
@@ -61,16 +79,17 @@ class Scheduler {
       running_++;
       if (page < 0) {
         lock.unlock();
-        Open(f, lock);
+        context.ForgetDocument();
+        Open(f, lock, context);
       } else {
-        const auto bytes = files_[f].bytes;
-        const FileFormat format = files_[f].format;
+        const auto source = files_[f].source;
         lock.unlock();
-        PageOutcome outcome = ReadPage(*bytes, format, page, f, paths_[f], options_);
+        if (context.pdfFile != source) context.ForgetDocument();
+        PageOutcome outcome = ReadPage(source, page, context, f, paths_[f], options_);
         lock.lock();
         FileState& file = files_[f];
         file.pages[page] = std::move(outcome);
-        if (--file.pagesLeft == 0) file.bytes.reset();
+        if (--file.pagesLeft == 0) file.source.reset();
         done_++;
       }
       running_--;
@@ -103,21 +122,23 @@ class Scheduler {
         if (sink.progress) sink.progress(done, total);
         lock.lock();
       }
+      if (file.morePages && sink.fileError) {
+        const std::string limit = std::to_string(options_.limits.maxPages);
+        lock.unlock();
+        sink.fileError(f, "more than " + limit + " pages; only the first " + limit + " were read (--max-pages)");
+        lock.lock();
+      }
     }
     if (sink.progress) sink.progress(done_, total_);
   }
 
  private:
   // Opens file f and queues its pages; called without the lock, returns with it.
-  void Open(size_t f, std::unique_lock<std::mutex>& lock) {
-    std::shared_ptr<std::vector<uint8_t>> bytes;
-    FileFormat format = FileFormat::Unknown;
-    int pages = 0;
+  void Open(size_t f, std::unique_lock<std::mutex>& lock, LoadContext& context) {
+    std::shared_ptr<const SourceFile> source;
     std::string error;
     try {
-      bytes = std::make_shared<std::vector<uint8_t>>(ReadWholeFile(paths_[f]));
-      format = DetectFormat(*bytes);
-      pages = CountPages(format, *bytes);
+      source = OpenSource(ReadWholeFile(paths_[f], options_.limits.maxFileBytes), options_.limits, context);
     } catch (const std::bad_alloc&) {
       error = "out of memory";
     } catch (const std::exception& e) {
@@ -131,8 +152,9 @@ class Scheduler {
       done_++;
       return;
     }
-    file.bytes = std::move(bytes);
-    file.format = format;
+    const int pages = source->pageCount;
+    file.morePages = source->morePages;
+    file.source = std::move(source);
     file.pageCount = pages;
     file.pagesLeft = pages;
     file.pages.resize(pages);
@@ -156,6 +178,7 @@ class Scheduler {
 
   const std::vector<std::string>& paths_;
   const BatchOptions& options_;
+  MemoryBudget budget_;
   std::mutex mutex_;
   std::condition_variable workReady_, resultReady_;
   std::vector<FileState> files_;
@@ -174,31 +197,53 @@ std::string DumpFileName(size_t file, const std::string& path, int page) {
 
 namespace {
 
-PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page, size_t fileIndex,
-                     const std::string& path, const BatchOptions& options) {
-  PageOutcome outcome;
-  outcome.page = page + 1;
-  auto dump = [&](std::span<const uint8_t> dib) {
-    if (options.dumpDirectory.empty()) return;
-    const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
-    WriteFile(name.string(), BmpFileFromDib(dib));
-  };
-  try {
-    PageImage image = LoadPage(format, bytes, page);
-    if (!image.dib.empty()) {
-      outcome.symbols = ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
+using Dump = std::function<void(std::span<const uint8_t> dib)>;
+
+// Where a grey raster becomes what the library reads: binarised (Otsu's or
+// the forced threshold) into a 1-bit DIB.
+std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const Dump& dump) {
+  const Threshold threshold = ChooseThreshold(raster, forcedThreshold);
+  return ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
+    PackDib(raster, threshold, block);
+    std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
+    dump(block);
+  });
+}
+
+std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const Dump& dump) {
+  switch (image.kind) {
+    case PageImage::Kind::StoredDib:
+      return ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
         std::memcpy(block.data(), image.dib.data(), image.dib.size());
         dump(block);
       });
-    } else {
-      Raster& raster = image.raster;
-      const Threshold threshold = ChooseThreshold(raster, options.threshold);
-      outcome.symbols = ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
-        PackDib(raster, threshold, block);
-        std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
+    case PageImage::Kind::Bits:
+      return ReadPageBlock(DibSize(image.bits.width, image.bits.height), [&](std::span<uint8_t> block) {
+        PackDib(image.bits, block);
+        std::vector<uint8_t>().swap(image.bits.rows);
         dump(block);
       });
+    case PageImage::Kind::Grey: break;
+  }
+  return ReadGreyPage(image.grey, forcedThreshold, dump);
+}
+
+PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
+                     size_t fileIndex, const std::string& path, const BatchOptions& options) {
+  PageOutcome outcome;
+  outcome.page = page + 1;
+  const Dump dump = [&](std::span<const uint8_t> dib) {
+    if (options.dumpDirectory.empty()) return;
+    const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
+    try {
+      outcome.dumpError = WriteFile(name.string(), BmpFileFromDib(dib));
+    } catch (const std::bad_alloc&) {
+      outcome.dumpError = "out of memory writing " + name.string();
     }
+  };
+  try {
+    PageImage image = LoadPage(source, page, context);
+    outcome.symbols = ReadImage(image, options.threshold, dump);
   } catch (const std::bad_alloc&) {
     outcome.error = "out of memory";
   } catch (const std::exception& e) {

@@ -15,6 +15,8 @@ struct BatchOptions {
   int jobs = 1;               // worker threads (at least 1)
   int threshold = -1;         // forced grey threshold 0..256, or -1 for Otsu
   std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
+  InputLimits limits;
+  uint64_t memoryBudget = uint64_t{2} << 30;  // --max-memory: raster bytes of all pages in flight
 };
 
 // The outcome of one page: its results, or the reason it could not be read.
@@ -22,11 +24,13 @@ struct PageOutcome {
   int page = 1;  // 1-based
   std::vector<SymbolRecord> symbols;
   std::string error;
+  std::string dumpError;  // --dump-bitmaps could not save the page (its results stand)
 };
 
 // Called on the thread that runs RunBatch, strictly in input order.
 struct BatchSink {
-  // A file that could not be opened or recognised (no page of it was read).
+  // A file that could not be opened or recognised (no page of it was read),
+  // or, after its pages, one with more pages than the limit.
   std::function<void(size_t file, const std::string& reason)> fileError;
   // One page of a file that has pageCount pages.
   std::function<void(size_t file, int pageCount, const PageOutcome& outcome)> page;

@@ -14,11 +14,25 @@ void Put32(uint8_t* p, uint32_t v) {
   Put16(p + 2, v >> 16);
 }
 
-size_t DibStride(int width) { return (static_cast<size_t>(width) + 31) / 32 * 4; }
+// The 48 bytes before the rows. The library reads the blue byte of colour 0
+// alone: 0 makes bit value 0 the dark one.
+void WriteHeader(uint8_t* d, int width, int height, int darkBit) {
+  std::memset(d, 0, 48);
+  Put32(d, 40);
+  Put32(d + 4, static_cast<uint32_t>(width));
+  Put32(d + 8, static_cast<uint32_t>(height));
+  Put16(d + 12, 1);
+  Put16(d + 14, 1);
+  Put32(d + 20, static_cast<uint32_t>(DibStride(width) * height));
+  Put32(d + 24, 11811);  // 300 dpi in pixels per metre
+  Put32(d + 28, 11811);
+  Put32(d + 32, 2);
+  std::memset(d + (darkBit ? 40 : 44), 0xFF, 3);  // the light colour white, the dark one black
+}
 
 }  // namespace
 
-std::array<uint64_t, 256> GreyHistogram(const Raster& raster) {
+std::array<uint64_t, 256> GreyHistogram(const GreyRaster& raster) {
   std::array<uint64_t, 256> h{};
   for (uint8_t v : raster.grey) h[v]++;
   return h;
@@ -47,28 +61,17 @@ Threshold OtsuThreshold(const std::array<uint64_t, 256>& histogram) {
   return bestT;
 }
 
-Threshold ChooseThreshold(const Raster& raster, int forced) {
-  if (raster.bilevel) return 128;
+Threshold ChooseThreshold(const GreyRaster& raster, int forced) {
   if (forced >= 0 && forced <= 256) return forced;
   return OtsuThreshold(GreyHistogram(raster));
 }
 
 size_t DibSize(int width, int height) { return 48 + DibStride(width) * static_cast<size_t>(height); }
 
-void PackDib(const Raster& r, Threshold threshold, std::span<uint8_t> out) {
+void PackDib(const GreyRaster& r, Threshold threshold, std::span<uint8_t> out) {
   const size_t stride = DibStride(r.width);
   uint8_t* d = out.data();
-  std::memset(d, 0, 48);
-  Put32(d, 40);
-  Put32(d + 4, static_cast<uint32_t>(r.width));
-  Put32(d + 8, static_cast<uint32_t>(r.height));
-  Put16(d + 12, 1);
-  Put16(d + 14, 1);
-  Put32(d + 20, static_cast<uint32_t>(stride * r.height));
-  Put32(d + 24, 11811);  // 300 dpi in pixels per metre
-  Put32(d + 28, 11811);
-  Put32(d + 32, 2);
-  std::memset(d + 44, 0xFF, 3);  // colour 1 white; colour 0 stays black
+  WriteHeader(d, r.width, r.height, 0);
   for (int y = 0; y < r.height; y++) {
     uint8_t* row = d + 48 + static_cast<size_t>(r.height - 1 - y) * stride;
     std::memset(row, 0xFF, stride);
@@ -76,6 +79,13 @@ void PackDib(const Raster& r, Threshold threshold, std::span<uint8_t> out) {
     for (int x = 0; x < r.width; x++)
       if (src[x] < threshold) row[x >> 3] &= static_cast<uint8_t>(~(0x80u >> (x & 7)));
   }
+}
+
+void PackDib(const BitRaster& r, std::span<uint8_t> out) {
+  const size_t stride = DibStride(r.width);
+  WriteHeader(out.data(), r.width, r.height, r.darkBit);
+  for (int y = 0; y < r.height; y++)
+    std::memcpy(out.data() + 48 + static_cast<size_t>(r.height - 1 - y) * stride, r.rows.data() + y * stride, stride);
 }
 
 std::vector<uint8_t> BmpFileFromDib(std::span<const uint8_t> dib) {

@@ -1,12 +1,15 @@
 // BMP intake. A bottom-up 1-bit BMP with a 40-byte header and a two-entry
 // colour table already is the DIB the library reads, so it is handed over
-// as it stands (the 14-byte file header stripped). Every other BMP - other
-// header sizes (12, 52, 56, 108, 124 bytes), other colour table sizes,
-// top-down rows, a colour table whose darker entry the library would mistake,
-// or 4/8/16/24/32 bits per pixel - is decoded into a raster and repacked.
+// as it stands (the 14-byte file header stripped). Every other 1-bit BMP -
+// other header sizes (12, 52, 56, 108, 124 bytes), other colour table sizes,
+// top-down rows, a colour table whose darker entry the library would mistake
+// - is copied row by row into a 1-bit raster; 4/8/16/24/32 bits per pixel are
+// decoded into a grey raster. The pixel data must all be in the file before
+// anything is allocated.
 #include <array>
 #include <bit>
 #include <cstdlib>
+#include <cstring>
 
 #include "image_file.h"
 
@@ -81,7 +84,7 @@ BmpHeader ReadHeader(std::span<const uint8_t> b) {
 
 }  // namespace
 
-PageImage LoadBmp(std::span<const uint8_t> b) {
+PageImage LoadBmp(std::span<const uint8_t> b, LoadContext& context) {
   const BmpHeader h = ReadHeader(b);
   const int64_t width = std::llabs(h.width), height = std::llabs(h.height);
   const bool topDown = h.height < 0;
@@ -141,31 +144,44 @@ PageImage LoadBmp(std::span<const uint8_t> b) {
     if (h.headerSize == kInfoHeaderSize && h.compression == kBiRgb && h.width > 0 && !topDown &&
         h.pixelOffset == kFileHeaderSize + kInfoHeaderSize + 8 && tableSize == 2 &&
         zeroDarker == libraryZeroDark) {
+      out.kind = PageImage::Kind::StoredDib;
+      out.memory = context.Reserve(PageBytes(out.kind, width, height));
       out.dib = b.subspan(kFileHeaderSize, kInfoHeaderSize + 8 + static_cast<size_t>(stride * height));
       return out;
     }
-    // Two levels: the darker entry black, the lighter white; entries of
-    // equal brightness go by their own brightness.
-    if (tableSize == 2 && tableGrey[0] != tableGrey[1]) {
-      const bool zeroDark = tableGrey[0] < tableGrey[1];
-      tableGrey[0] = zeroDark ? 0 : 255;
-      tableGrey[1] = zeroDark ? 255 : 0;
-    } else {
-      for (auto& g : tableGrey) g = g < 128 ? 0 : 255;
+    // Two levels: the darker entry dark; entries of equal brightness (or a
+    // one-entry table) go by their own brightness.
+    bool dark0 = tableGrey[0] < 128, dark1 = tableGrey[1] < 128;
+    if (tableSize == 2 && tableGrey[0] != tableGrey[1]) dark0 = tableGrey[0] < tableGrey[1], dark1 = !dark0;
+    out.kind = PageImage::Kind::Bits;
+    out.memory = context.Reserve(PageBytes(out.kind, width, height));
+    BitRaster& r = out.bits;
+    r.width = static_cast<int>(width);
+    r.height = static_cast<int>(height);
+    r.darkBit = dark1 && !dark0 ? 1 : 0;
+    r.rows.resize(static_cast<size_t>(stride * height));
+    for (int64_t y = 0; y < height; y++) {
+      uint8_t* dst = r.rows.data() + y * stride;
+      if (dark0 == dark1)  // one colour only
+        std::memset(dst, dark0 ? 0x00 : 0xFF, static_cast<size_t>(stride));
+      else
+        std::memcpy(dst, b.data() + h.pixelOffset + (topDown ? y : height - 1 - y) * stride, static_cast<size_t>(stride));
+      ClearRowPadding(dst, r.width, r.darkBit);
     }
+    return out;
   }
 
-  Raster& r = out.raster;
+  out.kind = PageImage::Kind::Grey;
+  out.memory = context.Reserve(PageBytes(out.kind, width, height));
+  GreyRaster& r = out.grey;
   r.width = static_cast<int>(width);
   r.height = static_cast<int>(height);
-  r.bilevel = bpp == 1;
   r.grey.resize(static_cast<size_t>(width * height));
   for (int64_t y = 0; y < height; y++) {
     const uint8_t* src = b.data() + h.pixelOffset + (topDown ? y : height - 1 - y) * stride;
     uint8_t* dst = r.grey.data() + y * width;
     for (int64_t x = 0; x < width; x++) {
       switch (bpp) {
-        case 1: dst[x] = tableGrey[(src[x >> 3] >> (7 - (x & 7))) & 1]; break;
         case 4: dst[x] = tableGrey[(src[x >> 1] >> (x & 1 ? 0 : 4)) & 15]; break;
         case 8: dst[x] = tableGrey[src[x]]; break;
         case 24: dst[x] = Luminance(src[3 * x + 2], src[3 * x + 1], src[3 * x]); break;

@@ -36,9 +36,15 @@ struct Options {
   bool joinMacro = false;
   std::string charset = pdf417read::kDefaultCharset;
   std::string dumpDirectory;
+  uint64_t maxFileBytes = pdf417read::InputLimits{}.maxFileBytes;
+  int maxPages = pdf417read::InputLimits{}.maxPages;
+  uint64_t maxMemory = pdf417read::BatchOptions{}.memoryBudget;
 };
 
-void PrintError(const std::string& where, const std::string& reason) {
+// file: the name as given; page: 1-based, or 0 for a message about the file.
+void PrintError(const std::string& file, int page, const std::string& reason) {
+  std::string where = pdf417read::EscapeControls(file);
+  if (page > 0) where.append(":").append(std::to_string(page));
   std::fprintf(stderr, "pdf417read: %s: %s\n", where.c_str(), reason.c_str());
 }
 
@@ -47,8 +53,10 @@ void PrintError(const std::string& where, const std::string& reason) {
 int main(int argc, char** argv) {
   Options o;
   CLI::App app{"Finds and reads the PDF417 barcodes in scanned pages.\n\n"
-               "Reads BMP, PNG, TIFF (all pages) and PBM/PGM/PPM files; grey and colour\n"
-               "pages are binarised first. Prints one line per symbol found:\n"
+               "Reads BMP, PNG, TIFF (all pages), PBM/PGM/PPM, JPEG and PDF files (every\n"
+               "page rendered at 300 dpi); grey and colour pages are binarised first.\n"
+               "A page may have at most 131072 pixels per side and 2^28 in all.\n"
+               "Prints one line per symbol found:\n"
                "  file[:page]: direction, text\n"
                "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and text\n"
                "is the symbol's data as UTF-8, decoded through the character sets its\n"
@@ -88,6 +96,18 @@ int main(int argc, char** argv) {
                  "Save every 1-bit page handed to the reader as DIR/<n>-<name>-<page>.bmp")
       ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
       ->type_name("DIR");
+  app.add_option("--max-file-size", o.maxFileBytes,
+                 "Refuse a file (or standard input) larger than this (default 1G; K, M, G suffixes are powers of 1024)")
+      ->transform(CLI::AsSizeValue(false))
+      ->type_name("SIZE");
+  app.add_option("--max-pages", o.maxPages, "Read at most this many pages of one file (default 10000)")
+      ->check(CLI::Range(1, 100000000))
+      ->type_name("N");
+  app.add_option("--max-memory", o.maxMemory,
+                 "Memory for the rasters of all pages read at a time (default 2G); a page needing more is refused, "
+                 "pages wait for each other's memory")
+      ->transform(CLI::AsSizeValue(false))
+      ->type_name("SIZE");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -103,6 +123,9 @@ int main(int argc, char** argv) {
   batch.jobs = o.jobs > 0 ? o.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   batch.threshold = o.threshold;
   batch.dumpDirectory = o.dumpDirectory;
+  batch.limits.maxFileBytes = o.maxFileBytes;
+  batch.limits.maxPages = o.maxPages;
+  batch.memoryBudget = o.maxMemory;
 
   pdf417read::ProgressBar progress(!o.noProgress && isatty(STDERR_FILENO));
   const pdf417read::TextOptions text{o.charset};
@@ -111,14 +134,14 @@ int main(int argc, char** argv) {
   pdf417read::BatchSink sink;
   sink.fileError = [&](size_t f, const std::string& reason) {
     progress.Clear();
-    PrintError(o.files[f], reason);
+    PrintError(o.files[f], 0, reason);
     anyError = true;
   };
   sink.page = [&](size_t f, int pageCount, const pdf417read::PageOutcome& page) {
     progress.Clear();
     pdf417read::ResultOrigin origin{o.files[f], page.page, pageCount > 1, 0};
     if (!page.error.empty()) {
-      PrintError(origin.showPage ? origin.file + ":" + std::to_string(origin.page) : origin.file, page.error);
+      PrintError(origin.file, origin.showPage ? origin.page : 0, page.error);
       anyError = true;
       return;
     }
@@ -134,6 +157,10 @@ int main(int argc, char** argv) {
     }
     std::fwrite(out.data(), 1, out.size(), stdout);
     std::fflush(stdout);
+    if (!page.dumpError.empty()) {
+      PrintError(origin.file, origin.showPage ? origin.page : 0, page.dumpError);
+      anyError = true;
+    }
   };
   sink.progress = [&](long done, long total) { progress.Update(done, total); };
   try {

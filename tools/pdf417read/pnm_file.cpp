@@ -1,6 +1,10 @@
 // PBM/PGM/PPM intake (P1 to P6, maxval up to 65535). A file may hold several
 // images one after another, as the netpbm tools write them; each is a page.
+// Their offsets are listed once when the file is opened. PBM pixels go
+// straight into a 1-bit raster (1 is black); nothing is allocated before the
+// file is seen to hold at least as many bytes as the pixels need.
 #include <cctype>
+#include <cstring>
 
 #include "image_file.h"
 
@@ -80,57 +84,73 @@ PnmHeader ReadHeader(std::span<const uint8_t> b, size_t at) {
   return h;
 }
 
+// The fewest bytes the pixel data can take: exact for the binary kinds, one
+// character per PBM pixel and a digit and a separator per sample otherwise.
+uint64_t LeastDataBytes(const PnmHeader& h) {
+  const uint64_t pixels = static_cast<uint64_t>(h.width) * static_cast<uint64_t>(h.height);
+  const uint64_t channels = h.kind == '3' || h.kind == '6' ? 3 : 1, sampleBytes = h.maxValue < 256 ? 1 : 2;
+  switch (h.kind) {
+    case '1': return pixels;
+    case '4': return (static_cast<uint64_t>(h.width) + 7) / 8 * static_cast<uint64_t>(h.height);
+    case '5': case '6': return pixels * channels * sampleBytes;
+    default: return 2 * pixels * channels - 1;
+  }
+}
+
+void CheckDataSize(std::span<const uint8_t> b, const PnmHeader& h) {
+  if (b.size() - h.dataStart < LeastDataBytes(h)) throw ImageError("truncated PNM pixel data");
+}
+
 // Decodes (out != nullptr) or just walks over one image's pixel data.
 // Returns the position after it.
-size_t ReadPixels(std::span<const uint8_t> b, const PnmHeader& h, Raster* out) {
+size_t ReadPixels(std::span<const uint8_t> b, const PnmHeader& h, PageImage* out) {
+  CheckDataSize(b, h);
   const size_t width = static_cast<size_t>(h.width), height = static_cast<size_t>(h.height);
+  if (h.kind == '1' || h.kind == '4') {
+    const size_t stride = DibStride(width), used = (width + 7) / 8;
+    BitRaster* r = out ? &out->bits : nullptr;
+    if (r) *r = {static_cast<int>(width), static_cast<int>(height), 1, std::vector<uint8_t>(stride * height)};
+    if (h.kind == '4') {
+      for (size_t y = 0; r && y < height; y++) {
+        std::memcpy(r->rows.data() + y * stride, b.data() + h.dataStart + y * used, used);
+        ClearRowPadding(r->rows.data() + y * stride, r->width, 1);
+      }
+      return h.dataStart + used * height;
+    }
+    Scanner s(b, h.dataStart);
+    for (size_t y = 0; y < height; y++) {
+      uint8_t* row = r ? r->rows.data() + y * stride : nullptr;
+      for (size_t x = 0; x < width; x++)
+        if (s.Bit() && row) row[x >> 3] |= static_cast<uint8_t>(0x80u >> (x & 7));
+    }
+    return s.position();
+  }
+
   const int channels = h.kind == '3' || h.kind == '6' ? 3 : 1;
   auto scale = [&](uint64_t v) -> unsigned {
     if (v > h.maxValue) throw ImageError("PNM sample exceeds maxval");
     return static_cast<unsigned>((v * 255 + h.maxValue / 2) / h.maxValue);
   };
-  if (out) {
-    out->width = static_cast<int>(width);
-    out->height = static_cast<int>(height);
-    out->bilevel = h.kind == '1' || h.kind == '4';
-    out->grey.assign(width * height, 255);
-  }
-  if (h.kind == '4') {
-    const size_t stride = (width + 7) / 8;
-    if ((b.size() - h.dataStart) / stride < height) throw ImageError("truncated PNM pixel data");
-    if (out) {
-      for (size_t y = 0; y < height; y++)
-        for (size_t x = 0; x < width; x++)
-          out->grey[y * width + x] = (b[h.dataStart + y * stride + x / 8] >> (7 - x % 8)) & 1 ? 0 : 255;
-    }
-    return h.dataStart + stride * height;
-  }
+  GreyRaster* r = out ? &out->grey : nullptr;
+  if (r) *r = {static_cast<int>(width), static_cast<int>(height), std::vector<uint8_t>(width * height)};
   if (h.kind == '5' || h.kind == '6') {
     const size_t sampleBytes = h.maxValue < 256 ? 1 : 2;
-    const size_t rowBytes = width * channels * sampleBytes;
-    if ((b.size() - h.dataStart) / rowBytes < height) throw ImageError("truncated PNM pixel data");
-    if (out) {
+    if (r) {
       const uint8_t* p = b.data() + h.dataStart;
       for (size_t i = 0; i < width * height; i++) {
         unsigned c[3];
         for (int k = 0; k < channels; k++, p += sampleBytes)
           c[k] = scale(sampleBytes == 1 ? p[0] : static_cast<unsigned>(p[0] << 8 | p[1]));
-        out->grey[i] = channels == 1 ? static_cast<uint8_t>(c[0]) : Luminance(c[0], c[1], c[2]);
+        r->grey[i] = channels == 1 ? static_cast<uint8_t>(c[0]) : Luminance(c[0], c[1], c[2]);
       }
     }
-    return h.dataStart + rowBytes * height;
+    return h.dataStart + width * height * channels * sampleBytes;
   }
   Scanner s(b, h.dataStart);
   for (size_t i = 0; i < width * height; i++) {
-    uint8_t grey;
-    if (h.kind == '1') {
-      grey = s.Bit() ? 0 : 255;
-    } else {
-      unsigned c[3];
-      for (int k = 0; k < channels; k++) c[k] = scale(s.Number("pixel data"));
-      grey = channels == 1 ? static_cast<uint8_t>(c[0]) : Luminance(c[0], c[1], c[2]);
-    }
-    if (out) out->grey[i] = grey;
+    unsigned c[3];
+    for (int k = 0; k < channels; k++) c[k] = scale(s.Number("pixel data"));
+    if (r) r->grey[i] = channels == 1 ? static_cast<uint8_t>(c[0]) : Luminance(c[0], c[1], c[2]);
   }
   return s.position();
 }
@@ -144,41 +164,44 @@ size_t NextImage(std::span<const uint8_t> b, size_t end) {
 
 }  // namespace
 
-// Counts images whose header reads; a later image whose pixels are damaged
-// still counts, so its page reports the damage while the others are read.
-int CountPnmImages(std::span<const uint8_t> b) {
+// Lists images whose header reads; a later image whose pixels are damaged
+// is still listed, so its page reports the damage while the others are read.
+PageIndex IndexPnm(std::span<const uint8_t> b, int maxPages) {
+  PageIndex index;
   size_t at = 0;
-  int count = 0;
   for (;;) {
     PnmHeader h;
     try {
       h = ReadHeader(b, at);
     } catch (const ImageError&) {
-      if (count == 0) throw;
-      return count;
+      if (index.starts.empty()) throw;
+      return index;
     }
-    count++;
+    if (index.starts.size() >= static_cast<size_t>(maxPages)) {
+      index.more = true;
+      return index;
+    }
+    index.starts.push_back(at);
     size_t end;
     try {
       end = ReadPixels(b, h, nullptr);
     } catch (const ImageError&) {
-      if (count == 1) throw;
-      return count;
+      if (index.starts.size() == 1) throw;
+      return index;
     }
     at = NextImage(b, end);
-    if (at == 0) return count;
+    if (at == 0) return index;
   }
 }
 
-Raster LoadPnmImage(std::span<const uint8_t> b, int image) {
-  size_t at = 0;
-  for (int i = 0; i < image; i++) {
-    at = NextImage(b, ReadPixels(b, ReadHeader(b, at), nullptr));
-    if (at == 0) throw ImageError("PNM image " + std::to_string(image + 1) + " missing");
-  }
-  Raster r;
-  ReadPixels(b, ReadHeader(b, at), &r);
-  return r;
+PageImage LoadPnmImage(std::span<const uint8_t> b, uint64_t start, LoadContext& context) {
+  const PnmHeader h = ReadHeader(b, static_cast<size_t>(start));
+  CheckDataSize(b, h);
+  PageImage out;
+  out.kind = h.kind == '1' || h.kind == '4' ? PageImage::Kind::Bits : PageImage::Kind::Grey;
+  out.memory = context.Reserve(PageBytes(out.kind, h.width, h.height));
+  ReadPixels(b, h, &out);
+  return out;
 }
 
 }  // namespace pdf417read
