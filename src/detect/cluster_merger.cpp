@@ -1,5 +1,9 @@
 #include "detect/cluster_merger.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
 #include "detect/edge_fitter.h"
 #include "detect/hit_linker.h"
 #include "support/alloc.h"
@@ -90,6 +94,89 @@ int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, E
   }
   for (int32_t g = 0; g < M; ++g) FitClusterEdge(ws, ws.clusters[L + g], fit);
   *merged = M;
+  return 0;
+}
+
+namespace {
+
+// Outer edge x of a hit.
+int32_t EdgeX(const PatternHit& hit) { return IsLeftEdgeKind(hit.kind) ? hit.xStart : hit.xEnd; }
+
+// Whether fragment f's hits lie on c's edge line, within a module on
+// average.
+bool OnEdgeLine(const PatternCluster& c, const PatternCluster& f) {
+  const double module = (c.members[0]->xEnd - c.members[0]->xStart) / 17.0;
+  double off = 0;
+  for (int32_t k = 0; k < f.count; ++k) {
+    const PatternHit& hit = *f.members[k];
+    off += std::fabs(c.a + c.b * hit.y - EdgeX(hit));
+  }
+  return off <= std::max(2.0, module) * f.count;
+}
+
+// Whether b is a further fragment of a's column: same kind, no shared row,
+// overlapping horizontal extents, hits of one module size, each on the
+// other's edge line.
+bool Fragments(const PatternCluster& a, const PatternCluster& b) {
+  if (a.count < 1 || b.count < 1 || a.kind != b.kind) return false;
+  if (b.minY <= a.maxY && a.minY <= b.maxY) return false;
+  if (!(b.minX <= a.maxX && a.minX <= b.maxX)) return false;
+  const int32_t wa = a.members[0]->xEnd - a.members[0]->xStart, wb = b.members[0]->xEnd - b.members[0]->xStart;
+  if (4 * std::abs(wa - wb) > std::max(wa, wb)) return false;
+  return OnEdgeLine(a, b) && OnEdgeLine(b, a);
+}
+
+}  // namespace
+
+int32_t JoinColumnFragments(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t* added) {
+  *added = 0;
+  Owned<int32_t[]> taken = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(M, 1)));
+  if (!taken) return -1;
+  int32_t n = 0;
+  for (int32_t i = 0; i < M && L + M + n < kClusterCapacity; ++i) {
+    if (taken[i]) continue;
+    const PatternCluster& first = ws.clusters[L + i];
+    // The fragments of first's column, in slot order; all must be pairwise
+    // apart, so that the joined column holds every row once.
+    int32_t parts = 1, hits = first.count;
+    for (int32_t j = i + 1; j < M; ++j) {
+      if (taken[j] || !Fragments(first, ws.clusters[L + j])) continue;
+      bool apart = true;
+      for (int32_t k = i + 1; k < j && apart; ++k) {
+        const PatternCluster& o = ws.clusters[L + k];
+        if (taken[k] == i + 1) apart = !(o.minY <= ws.clusters[L + j].maxY && ws.clusters[L + j].minY <= o.maxY);
+      }
+      if (!apart) continue;
+      taken[j] = i + 1;
+      ++parts;
+      hits += ws.clusters[L + j].count;
+    }
+    if (parts < 2) continue;
+    PatternCluster& joined = ws.clusters[L + M + n];
+    ResetCluster(joined);
+    joined.members = AllocArray<PatternHit*>(static_cast<size_t>(hits));
+    if (joined.members == nullptr) {
+      FreeClusterMembers(ws, L + M, n);
+      *added = 0;
+      return -1;
+    }
+    for (int32_t j = i; j < M; ++j) {
+      if (j != i && taken[j] != i + 1) continue;
+      const PatternCluster& part = ws.clusters[L + j];
+      for (int32_t k = 0; k < part.count; ++k) joined.members[joined.count++] = part.members[k];
+      joined.kind = part.kind;
+      joined.minX = std::min(joined.minX, part.minX);
+      joined.maxX = std::max(joined.maxX, part.maxX);
+      joined.minY = std::min(joined.minY, part.minY);
+      joined.maxY = std::max(joined.maxY, part.maxY);
+    }
+    // Members in row order, as merging leaves them.
+    std::sort(joined.members, joined.members + joined.count,
+              [](const PatternHit* a, const PatternHit* b) { return a->y < b->y || (a->y == b->y && a->xStart < b->xStart); });
+    FitClusterEdge(ws, joined, EdgeFit::kFromFirstHit);
+    ++n;
+  }
+  *added = n;
   return 0;
 }
 

@@ -26,4 +26,14 @@ bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_
 // arrays are then released and *merged is 0).
 int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit = EdgeFit::kPageRows);
 
+// Adds, after merged clusters L..L+M-1, one cluster for every column whose
+// hits lie on one edge line but fall apart into several merged clusters
+// (a blotch or a stretch of noise across a start or stop pattern leaves a
+// gap longer than merging bridges): every such fragment's hits, refitted as
+// one column. The fragments stay; a column cannot block its own fragments
+// from pairing (see PairingRules). Only clusters that fit into the cluster
+// table are added. *added receives their number. Returns 0, or -1 when a
+// member array cannot be allocated (nothing is added then).
+int32_t JoinColumnFragments(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t* added);
+
 }  // namespace pdf417

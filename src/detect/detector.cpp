@@ -53,7 +53,16 @@ int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, 
     return -1;
   }
   if (MergeClusters(ws, linked, &merged, fit) != 0) return -1;
-  if (PairClusters(ws, linked, merged, minHits, table) != 0) return -1;
+  // Row by row (the small-symbol search), a column broken by a blotch is
+  // also tried whole, and only columns covering half the rows of a pair
+  // block it.
+  const bool rowByRow = rowStep == 1;
+  if (rowByRow) {
+    int32_t joined = 0;
+    if (JoinColumnFragments(ws, linked, merged, &joined) != 0) return -1;
+    merged += joined;
+  }
+  if (PairClusters(ws, linked, merged, PairingRules{minHits, rowByRow}, table) != 0) return -1;
   if (table.validCount == 0) return 0;
 
   list.candidates = AllocArray<SymbolCandidate>(static_cast<size_t>(table.validCount));

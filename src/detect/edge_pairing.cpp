@@ -1,7 +1,10 @@
 #include "detect/edge_pairing.h"
 
-#include "support/geometry.h"
+#include <algorithm>
+#include <cmath>
+
 #include "support/alloc.h"
+#include "support/geometry.h"
 
 namespace pdf417 {
 namespace {
@@ -33,22 +36,42 @@ bool EdgesFaceEachOther(const PatternCluster& ci, const PatternCluster& cj) {
   return SquareTo(mi, mj, ci) && SquareTo(mi, mj, cj);
 }
 
-bool PairBlocked(const DetectionWorkspace& ws, int32_t lo, int32_t hi, int32_t i, int32_t j) {
+namespace {
+
+// Whether cluster k's edge line passes within a module of cluster c's at row
+// y, c being of k's kind: k is part of c's own column.
+bool SameColumn(const PatternCluster& c, const PatternCluster& k, int32_t y) {
+  if (c.kind != k.kind) return false;
+  const double tolerance = std::max(2.0, (c.members[0]->xEnd - c.members[0]->xStart) / 17.0);
+  return std::fabs((c.a + c.b * y) - (k.a + k.b * y)) <= tolerance;
+}
+
+}  // namespace
+
+bool PairBlocked(const DetectionWorkspace& ws, int32_t lo, int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly) {
   const PatternCluster& ci = ws.clusters[i];
   const PatternCluster& cj = ws.clusters[j];
   // Here the midpoint is taken with division, which rounds toward zero.
   const Point from{(ci.topX + ci.bottomX) / 2, (ci.topY + ci.bottomY) / 2};
   const Point to{(cj.topX + cj.bottomX) / 2, from.y};
+  const int32_t sharedFrom = std::max(ci.minY, cj.minY), sharedTo = std::min(ci.maxY, cj.maxY);
   for (int32_t k = lo; k < hi; ++k) {
     if (k == i || k == j) continue;
+    if (fullBlockersOnly) {
+      const PatternCluster& ck = ws.clusters[k];
+      if (ck.count < 1 || SameColumn(ci, ck, from.y) || SameColumn(cj, ck, from.y)) continue;
+      const int64_t covered = int64_t{std::min(ck.maxY, sharedTo)} - std::max(ck.minY, sharedFrom);
+      if (2 * covered < int64_t{sharedTo} - sharedFrom) continue;
+    }
     if (SegmentsCross(from, to, TopEnd(ws.clusters[k]), BottomEnd(ws.clusters[k]))) return true;
   }
   return false;
 }
 
 bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj,
-                  int32_t lo, int32_t hi, int32_t i, int32_t j) {
-  return KindsPair(ci.kind, cj.kind) && !PairBlocked(ws, lo, hi, i, j) && EdgesFaceEachOther(ci, cj);
+                  int32_t lo, int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly) {
+  return KindsPair(ci.kind, cj.kind) && !PairBlocked(ws, lo, hi, i, j, fullBlockersOnly) &&
+         EdgesFaceEachOther(ci, cj);
 }
 
 void FreePairTable(PairTable& table) {
@@ -56,7 +79,7 @@ void FreePairTable(PairTable& table) {
   table = PairTable{};
 }
 
-int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t minHits, PairTable& table) {
+int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, const PairingRules& rules, PairTable& table) {
   table = PairTable{};
   if (M <= 0) return 0;
   table.entries = AllocArray<EdgePair>(static_cast<size_t>(M));
@@ -64,10 +87,12 @@ int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t minHi
   table.count = M;
   for (int32_t i = 0; i + 1 < M; ++i) {
     PatternCluster& ci = ws.clusters[L + i];
-    if (ci.count < minHits) continue;
+    if (ci.count < rules.minHits) continue;
     for (int32_t j = i + 1; j < M; ++j) {
       PatternCluster& cj = ws.clusters[L + j];
-      if (cj.count < minHits || !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j)) continue;
+      if (cj.count < rules.minHits || !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j, rules.fullBlockersOnly)) {
+        continue;
+      }
       table.entries[i].valid = 1;
       table.entries[i].first = &ci;
       table.entries[i].second = &cj;
