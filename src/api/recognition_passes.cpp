@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "detect/band_search.h"
+#include "image/despeckle.h"
 #include "image/transforms.h"
 #include "support/alloc.h"
 
@@ -50,50 +51,111 @@ bool AlreadyReported(const ResultList& list, const SymbolResult& r) {
   return false;
 }
 
-// The search of small symbols in one pass's image: rows around the pattern
-// hits that the pass's decoded candidates do not explain are scanned one by
-// one, and every new candidate that decodes goes to ctx.extras. Candidates
-// that fail are not reported: this search looks at every stray pattern hit,
-// and its failures would only bury the page's results in "?".
-int32_t SearchSmallSymbols(ReadContext& ctx, const BitImage& image, PassFrame frame, const CandidateList& found,
-                           int32_t firstRecord) {
-  // The pass's candidates that decoded; their hits need no second look.
-  Owned<SymbolCandidate[]> covered = MakeOwnedArray<SymbolCandidate>(static_cast<size_t>(found.count));
-  if (!covered && found.count > 0) return -1;
-  int32_t coveredCount = 0;
-  for (int32_t i = 0; i < found.count; ++i) {
-    if (Decoded(ctx.results.records[firstRecord + i])) covered[coveredCount++] = found.candidates[i];
+// The outlines of the symbols a pass has decoded so far: pattern hits inside
+// them need no further look, and further candidates there are not read.
+struct Covered {
+  int32_t count;
+  int32_t capacity;
+  SymbolCandidate* candidates;  // owned
+};
+
+void FreeCovered(Covered& c) {
+  FreeBytes(c.candidates);
+  c = Covered{};
+}
+
+int32_t AddCovered(Covered& c, const SymbolCandidate& candidate) {
+  if (c.count == c.capacity) {
+    const int32_t grown = c.capacity == 0 ? 8 : 2 * c.capacity;
+    SymbolCandidate* more = ResizeArray(c.candidates, static_cast<size_t>(c.capacity), static_cast<size_t>(grown));
+    if (more == nullptr) return -1;
+    c.candidates = more;
+    c.capacity = grown;
   }
-  int32_t* rowsRaw = nullptr;
-  int32_t rowCount = 0;
-  if (FindSearchRows(ctx.detection, image, covered.get(), coveredCount, &rowsRaw, &rowCount) != 0) return -1;
-  Owned<int32_t[]> rows(rowsRaw);
-  if (rowCount == 0) return 0;
-  CandidateListOwner candidates;
-  DetectInRows(ctx.detection, image, rows.get(), rowCount, candidates.list);
-  for (int32_t i = 0; i < candidates.list.count; ++i) {
-    const SymbolCandidate& c = candidates.list.candidates[i];
-    const int32_t corners[8] = {c.x0, c.y0, c.x1, c.y1, c.x2, c.y2, c.x3, c.y3};
-    const Box box = BoxOf(corners);
-    const int32_t midX = box.minX + (box.maxX - box.minX) / 2, midY = box.minY + (box.maxY - box.minY) / 2;
-    bool known = false;
-    for (int32_t k = 0; k < coveredCount && !known; ++k) {
-      const SymbolCandidate& d = covered[k];
-      const int32_t dc[8] = {d.x0, d.y0, d.x1, d.y1, d.x2, d.y2, d.x3, d.y3};
-      const Box db = BoxOf(dc);
-      known = midX >= db.minX && midX <= db.maxX && midY >= db.minY && midY <= db.maxY;
-    }
-    if (known) continue;
+  c.candidates[c.count++] = candidate;
+  return 0;
+}
+
+bool InsideCovered(const Covered& covered, const SymbolCandidate& c) {
+  const int32_t corners[8] = {c.x0, c.y0, c.x1, c.y1, c.x2, c.y2, c.x3, c.y3};
+  const Box box = BoxOf(corners);
+  const int32_t midX = box.minX + (box.maxX - box.minX) / 2, midY = box.minY + (box.maxY - box.minY) / 2;
+  for (int32_t k = 0; k < covered.count; ++k) {
+    const SymbolCandidate& d = covered.candidates[k];
+    const int32_t dc[8] = {d.x0, d.y0, d.x1, d.y1, d.x2, d.y2, d.x3, d.y3};
+    const Box db = BoxOf(dc);
+    if (midX >= db.minX && midX <= db.maxX && midY >= db.minY && midY <= db.maxY) return true;
+  }
+  return false;
+}
+
+// Reads the candidates of a further search that lie outside the symbols
+// already decoded; those that decode go to ctx.extras and to covered.
+// Candidates that fail are not reported: the further searches look at every
+// stray pattern hit, and their failures would only bury the page's results
+// in "?".
+int32_t ReadFurtherCandidates(ReadContext& ctx, const BitImage& image, PassFrame frame, const CandidateList& list,
+                              Covered& covered) {
+  for (int32_t i = 0; i < list.count; ++i) {
+    const SymbolCandidate& c = list.candidates[i];
+    if (InsideCovered(covered, c)) continue;
     SymbolResult* record = AppendResult(ctx.extras);
     if (record == nullptr) return -1;
     ReadCandidate(ctx, c, image, frame, *record);
-    if (!Decoded(*record)) {
-      FreeDecodedData(record->data);
-      --ctx.extras.count;
-      std::memset(record, 0, sizeof *record);
+    if (Decoded(*record)) {
+      if (AddCovered(covered, c) != 0) return -1;
+      continue;
     }
+    FreeDecodedData(record->data);
+    --ctx.extras.count;
+    std::memset(record, 0, sizeof *record);
   }
   return 0;
+}
+
+// The search of small symbols: rows around the pattern hits that no decoded
+// symbol explains, scanned one by one (detect/band_search.h). Reports the
+// speck density of the image in *specks.
+int32_t SearchSmallSymbols(ReadContext& ctx, const BitImage& image, PassFrame frame, Covered& covered,
+                           double* specks) {
+  SearchRows search{};
+  if (FindSearchRows(ctx.detection, image, covered.candidates, covered.count, search) != 0) return -1;
+  Owned<int32_t[]> rows(search.rows);
+  *specks = search.specksPerThousand;
+  if (search.count == 0) return 0;
+  CandidateListOwner candidates;
+  DetectInRows(ctx.detection, image, rows.get(), search.count, candidates.list);
+  return ReadFurtherCandidates(ctx, image, frame, candidates.list, covered);
+}
+
+// Specks per thousand pixels from which an image counts as noisy: clean
+// print at 200 dpi and up shows far fewer; salt-and-pepper noise of half a
+// percent several times more.
+constexpr double kNoisySpecks = 1.0;
+
+// The further searches of a pass after its candidates are read: small
+// symbols, and on a noisy page the whole search again on the page with its
+// specks removed.
+int32_t SearchFurther(ReadContext& ctx, const BitImage& image, PassFrame frame, const CandidateList& found,
+                      int32_t firstRecord) {
+  Covered covered{};
+  int32_t status = 0;
+  for (int32_t i = 0; i < found.count && status == 0; ++i) {
+    if (Decoded(ctx.results.records[firstRecord + i])) status = AddCovered(covered, found.candidates[i]);
+  }
+  double specks = 0;
+  if (status == 0) status = SearchSmallSymbols(ctx, image, frame, covered, &specks);
+  if (status == 0 && specks >= kNoisySpecks) {
+    BitImagePtr clean(DespeckleBitImage(image));
+    if (clean) {
+      CandidateListOwner candidates;
+      DetectSymbols(ctx.detection, *clean, candidates.list);
+      status = ReadFurtherCandidates(ctx, *clean, frame, candidates.list, covered);
+      if (status == 0) status = SearchSmallSymbols(ctx, *clean, frame, covered, &specks);
+    }
+  }
+  FreeCovered(covered);
+  return status;
 }
 
 }  // namespace
@@ -107,7 +169,7 @@ int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame) {
     if (record == nullptr) return -1;
     ReadCandidate(ctx, candidates.list.candidates[i], image, frame, *record);
   }
-  return SearchSmallSymbols(ctx, image, frame, candidates.list, first);
+  return SearchFurther(ctx, image, frame, candidates.list, first);
 }
 
 int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {

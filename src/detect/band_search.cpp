@@ -16,12 +16,19 @@ bool InsideBox(const SymbolCandidate& c, int32_t x, int32_t y) {
   return x >= minX - 2 && x <= maxX + 2 && y >= minY - 2 && y <= maxY + 2;
 }
 
+// Single-pixel runs between runs of three pixels or more among the run
+// widths of the row just scanned (in ws.widths, m of them).
+int64_t CountSpecks(const DetectionWorkspace& ws, int32_t m) {
+  int64_t specks = 0;
+  for (int32_t k = 1; k + 1 < m; ++k) specks += ws.widths[k] == 1 && ws.widths[k - 1] >= 3 && ws.widths[k + 1] >= 3;
+  return specks;
+}
+
 }  // namespace
 
 int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const SymbolCandidate* covered,
-                       int32_t coveredCount, int32_t** rows, int32_t* count) {
-  *rows = nullptr;
-  *count = 0;
+                       int32_t coveredCount, SearchRows& out) {
+  out = SearchRows{};
   const int32_t height = image.height;
   if (height < 1) return 0;
   // One flag per image row: whether a band covers it.
@@ -30,11 +37,14 @@ int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const Symb
   ws.image = &image;
   ScanRow row{};
   int32_t marked = 0;
+  int64_t specks = 0, pixels = 0;
   for (int32_t y = 0; y < height; y += kSeedRowStep) {
     if (ScanOneRow(ws, y, row, WindowTest::kTolerant) != 0) {
       ws.image = nullptr;
       return -1;
     }
+    specks += CountSpecks(ws, row.widthCount);
+    pixels += image.width;
     for (int32_t h = 0; h < row.count; ++h) {
       const PatternHit& hit = row.hits[h];
       const int32_t mid = hit.xStart + (hit.xEnd - hit.xStart) / 2;
@@ -50,6 +60,7 @@ int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const Symb
     row = ScanRow{};
   }
   ws.image = nullptr;
+  out.specksPerThousand = pixels > 0 ? 1000.0 * static_cast<double>(specks) / static_cast<double>(pixels) : 0.0;
   if (marked == 0) return 0;
   int32_t* list = AllocArray<int32_t>(static_cast<size_t>(marked));
   if (list == nullptr) return -1;
@@ -57,8 +68,8 @@ int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const Symb
   for (int32_t y = 0; y < height; ++y) {
     if (wanted[y]) list[n++] = y;
   }
-  *rows = list;
-  *count = n;
+  out.rows = list;
+  out.count = n;
   return 0;
 }
 

@@ -64,9 +64,10 @@ struct PatternHit {
 
 // The hits of one scan row, left to right.
 struct ScanRow {
-  int32_t y;         // the row
+  int32_t y;           // the row
+  int32_t widthCount;  // run widths of the row, left in the workspace's width list by the scan
   int32_t count;
-  PatternHit* hits;  // count hits; none when count is 0
+  PatternHit* hits;    // count hits; none when count is 0
 };
 
 struct ScanRowList {

@@ -113,6 +113,7 @@ int32_t ClassifyWindowTolerant(const int32_t* widths, int32_t wanted) {
 
 int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row, WindowTest test) {
   row.y = y;
+  row.widthCount = 0;
   row.count = 0;
   row.hits = nullptr;
   const BitImage& image = *ws.image;
@@ -127,6 +128,7 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row, WindowTest t
   // odd widths spaces; the end markers add three zero widths.
   const int32_t m = n - 2;
   for (int32_t k = 0; k < m; ++k) ws.widths[k] = ws.runs[k + 2] - ws.runs[k + 1];
+  row.widthCount = m;
 
   // Windows advance two runs at a time, so they begin on runs of one colour;
   // a STOP_REVERSED hit shifts them by one run, onto the other colour, which
