@@ -1,5 +1,6 @@
 #include "decode/matrix_decoder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -67,10 +68,11 @@ void ReverseRows(CellGrid& grid, int32_t rows, int32_t columns) {
 
 // Resolves patterns[0..cellCount-1] (8 characters each) row by row with the
 // cluster rotation 0, 3, 6, stores the data-column codewords in order, and
-// votes the error correction level from the row indicators: *eclPower = 2^e.
+// votes the error correction level from the row indicators: *eclPower = 2^e
+// for the level with most votes (the lower on ties), votes[e] the votes.
 void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCount, int32_t columns,
-                      int32_t* eclPower) {
-  int32_t votes[9] = {};
+                      int32_t* eclPower, int32_t* votes) {
+  for (int32_t e = 0; e < 9; ++e) votes[e] = 0;
   int32_t cluster = 0;
   const SymbolCharacterTable* table = &ClusterTable(cluster);
   int32_t p = 1;
@@ -125,6 +127,43 @@ void FreeMatrixDecoding(MatrixDecoding& decoding) {
 
 namespace {
 
+// Correction with all correction codewords but two, for the voted level
+// (*eclPower) and, when that does not give a consistent symbol, for every
+// other level a symbol of n codewords can have, the levels with more votes
+// first: the row indicators that carry the level may be the ones a blotch
+// covers. A level is taken only when the corrected symbol is consistent;
+// *eclPower then holds it. Returns the number of corrected codewords, or a
+// negative value (the voted level's result) when no level gives a
+// consistent symbol; the codewords are then as the voted level left them.
+int32_t CorrectWithAnyLevel(CorrectionWorkspace& ws, int32_t* codewords, int32_t n, const int32_t* votes,
+                            int32_t* eclPower) {
+  Owned<int32_t[]> read = MakeOwnedArray<int32_t>(static_cast<size_t>(n));
+  if (read) std::memcpy(read.get(), codewords, sizeof(int32_t) * static_cast<size_t>(n));
+  const int32_t voted = *eclPower;
+  const int32_t first = CorrectErrors(ws, codewords, n, LocatingSyndromes(voted, CorrectionStrength::kAllButTwo));
+  if ((first >= 0 && SymbolIsConsistent(codewords, n, voted)) || !read) return first;
+  Owned<int32_t[]> votedResult = MakeOwnedArray<int32_t>(static_cast<size_t>(n));
+  if (!votedResult) return first;
+  std::memcpy(votedResult.get(), codewords, sizeof(int32_t) * static_cast<size_t>(n));
+  // The other levels, most votes first, then from the lowest.
+  int32_t order[9], count = 0;
+  for (int32_t e = 0; e < 9; ++e) {
+    if ((1 << e) != voted && (int64_t{2} << e) < n) order[count++] = e;
+  }
+  std::stable_sort(order, order + count, [&](int32_t a, int32_t b) { return votes[a] > votes[b]; });
+  for (int32_t k = 0; k < count; ++k) {
+    const int32_t power = 1 << order[k];
+    std::memcpy(codewords, read.get(), sizeof(int32_t) * static_cast<size_t>(n));
+    const int32_t corrected = CorrectErrors(ws, codewords, n, LocatingSyndromes(power, CorrectionStrength::kAllButTwo));
+    if (corrected >= 0 && SymbolIsConsistent(codewords, n, power)) {
+      *eclPower = power;
+      return corrected;
+    }
+  }
+  std::memcpy(codewords, votedResult.get(), sizeof(int32_t) * static_cast<size_t>(n));
+  return first;
+}
+
 // Codewords, level vote, correction, confidence, length descriptor check and
 // decoding of one reading, from each cell's first candidate. A try that
 // gets past correction decodes the classic text and, for a consistent
@@ -146,11 +185,17 @@ int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows,
   if (!codewords) return kErrorOutOfMemory;
 
   int32_t eclPower = 1;
-  ReadRowCodewords(patterns.get(), codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower);
+  int32_t votes[9];
+  ReadRowCodewords(patterns.get(), codewords.get(), static_cast<int32_t>(cellCount), columns, &eclPower, votes);
   out.eclValue = eclPower - 1;
 
-  const int32_t corrected =
-      CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), LocatingSyndromes(eclPower, strength));
+  int32_t corrected = -1;
+  if (strength == CorrectionStrength::kAllButTwo) {
+    corrected = CorrectWithAnyLevel(ws, codewords.get(), static_cast<int32_t>(n), votes, &eclPower);
+    out.eclValue = eclPower - 1;
+  } else {
+    corrected = CorrectErrors(ws, codewords.get(), static_cast<int32_t>(n), LocatingSyndromes(eclPower, strength));
+  }
   if (corrected < 0) {
     out.confidence = 0;
     return corrected;
