@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "sample/cluster_rows.h"
 #include "sample/edge_tracing.h"
 #include "sample/grid_sampling.h"
 #include "sample/row_count.h"
@@ -108,6 +109,35 @@ bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, 
   return false;
 }
 
+// The reading of a selection by the clusters of one scan line per pixel
+// (sample/cluster_rows.h), for the rows found and, when the row indicators
+// state another count a row or two away (rows lost at the top or bottom),
+// for that count; corrected with all but two correction codewords.
+bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, SamplingWorkspace& ws,
+                       CorrectionWorkspace& correction, SymbolReading& result) {
+  const Outline o = OutlineOf(selection);
+  CellGrid grid{};
+  int32_t rows = 0;
+  if (SampleCellGridByClusters(image, o.p1, o.p3, o.p0, o.p2, selection, ws, grid, &rows) != 0) return false;
+  const int32_t k = selection.used - 9;
+  const IndicatedSize indicated = ReadIndicatedSize(grid, rows, k);
+  // Rows the indicators count beyond those found are added empty.
+  if (indicated.rows > rows && indicated.rows <= rows + 2) {
+    CodewordCell* more = ResizeArray(grid.cells, static_cast<size_t>(grid.count),
+                                     static_cast<size_t>(indicated.rows) * static_cast<size_t>(k));
+    if (more != nullptr) {
+      grid.cells = more;
+      grid.count = indicated.rows * k;
+      rows = indicated.rows;
+    }
+  }
+  SymbolReading again{};
+  again.geometry = GeometryOf(o, rows, k);
+  DecodeCodewordMatrix(correction, grid, rows, k, again.decoding, CorrectionStrength::kAllButTwo);
+  FreeCellGrid(grid);
+  return TakeIfConsistent(again, result);
+}
+
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
@@ -115,7 +145,10 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
                     int32_t k, int32_t patternWidth, SamplingWorkspace& ws, CorrectionWorkspace& correction,
                     SymbolReading& result) {
   int32_t indicated = 0;
-  if (first != nullptr && ReadByCodewordTotal(image, *first, ws, correction, result, &indicated)) return true;
+  if (first != nullptr && (ReadByCodewordTotal(image, *first, ws, correction, result, &indicated) ||
+                           ReadByClusterRows(image, *first, ws, correction, result))) {
+    return true;
+  }
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
   for (int32_t t = 0; t < 3; ++t) {
     const int32_t columns = tries[t];
@@ -123,7 +156,8 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
     EdgeSelection layout{};
     if (SelectEdgesByLayout(edges, count, columns, layout) != 0) continue;
     int32_t alsoIndicated = 0;
-    const bool read = ReadByCodewordTotal(image, layout, ws, correction, result, &alsoIndicated);
+    const bool read = ReadByCodewordTotal(image, layout, ws, correction, result, &alsoIndicated) ||
+                      ReadByClusterRows(image, layout, ws, correction, result);
     FreeEdgeSelection(layout);
     if (read) return true;
     if (t == 0 && alsoIndicated > 0 && tries[2] == 0) tries[2] = alsoIndicated + 2;
