@@ -7,6 +7,7 @@
 #include "image/despeckle.h"
 #include "image/transforms.h"
 #include "support/alloc.h"
+#include "support/muldiv.h"
 
 namespace pdf417 {
 namespace {
@@ -76,6 +77,24 @@ int32_t AddCovered(Covered& c, const SymbolCandidate& candidate) {
   return 0;
 }
 
+// The part of the pass's image a decoded record covers: where the reader
+// sampled it (a candidate may span two labels stacked closer than the row
+// step sees apart, while the symbol read is one of them), else the
+// candidate's outline.
+SymbolCandidate CoveredPart(const SymbolResult& r, const BitImage& image, PassFrame frame, const SymbolCandidate& c) {
+  if (r.rows < 1) return c;
+  SymbolCandidate part = c;
+  int32_t* xs[4] = {&part.x0, &part.x1, &part.x2, &part.x3};
+  int32_t* ys[4] = {&part.y0, &part.y1, &part.y2, &part.y3};
+  for (int k = 0; k < 4; ++k) {
+    const int32_t px = r.outline[2 * k], py = r.outline[2 * k + 1];
+    // A page point (x, y) is the point (W - 1 - y, x) of the turned image.
+    *xs[k] = frame == PassFrame::kDirect ? px : Sub32(Sub32(image.width, py), 1);
+    *ys[k] = frame == PassFrame::kDirect ? py : px;
+  }
+  return part;
+}
+
 bool InsideCovered(const Covered& covered, const SymbolCandidate& c) {
   const int32_t corners[8] = {c.x0, c.y0, c.x1, c.y1, c.x2, c.y2, c.x3, c.y3};
   const Box box = BoxOf(corners);
@@ -103,7 +122,7 @@ int32_t ReadFurtherCandidates(ReadContext& ctx, const BitImage& image, PassFrame
     if (record == nullptr) return -1;
     ReadCandidate(ctx, c, image, frame, *record);
     if (Decoded(*record)) {
-      if (AddCovered(covered, c) != 0) return -1;
+      if (AddCovered(covered, CoveredPart(*record, image, frame, c)) != 0) return -1;
       continue;
     }
     FreeDecodedData(record->data);
@@ -141,7 +160,8 @@ int32_t SearchFurther(ReadContext& ctx, const BitImage& image, PassFrame frame, 
   Covered covered{};
   int32_t status = 0;
   for (int32_t i = 0; i < found.count && status == 0; ++i) {
-    if (Decoded(ctx.results.records[firstRecord + i])) status = AddCovered(covered, found.candidates[i]);
+    const SymbolResult& r = ctx.results.records[firstRecord + i];
+    if (Decoded(r)) status = AddCovered(covered, CoveredPart(r, image, frame, found.candidates[i]));
   }
   double specks = 0;
   if (status == 0) status = SearchSmallSymbols(ctx, image, frame, covered, &specks);

@@ -30,7 +30,7 @@ int32_t Root(const int32_t* parent, int32_t k) {
 
 }  // namespace
 
-int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit) {
+int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit, int32_t gapLimit) {
   *merged = 0;
   const int32_t L = linked;
   if (L <= 0) return 0;
@@ -42,7 +42,7 @@ int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, E
   // The root of a group is its lowest-numbered cluster.
   for (int32_t i = 0; i + 1 < L; ++i) {
     for (int32_t j = i + 1; j < L; ++j) {
-      if (!ClustersContinue(ws.clusters[i], ws.clusters[j], kMergeGapLimit)) continue;
+      if (!ClustersContinue(ws.clusters[i], ws.clusters[j], gapLimit)) continue;
       const int32_t ri = Root(parent, i), rj = Root(parent, j);
       if (ri < rj) {
         parent[rj] = ri;

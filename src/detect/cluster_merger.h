@@ -12,6 +12,10 @@ namespace pdf417 {
 // Gap limit of the detector in pixels: with scan rows 10 pixels apart, at
 // most two scan rows may be missing between two parts of a column.
 inline constexpr int32_t kMergeGapLimit = 31;
+// Row by row, a few rows without the pattern already end a column: labels
+// stacked closer than the gap limit above stay apart, and the parts of a
+// column that a blotch separates are joined by JoinColumnFragments.
+inline constexpr int32_t kRowByRowGapLimit = 6;
 
 // Whether linked clusters c1 and c2 belong to one column: same kind,
 // horizontal extents touching, disjoint row ranges less than gapLimit apart,
@@ -24,7 +28,8 @@ bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_
 // slot; later groups are dropped. *merged receives M. Returns 0, or -1 when
 // the parent table or a member array cannot be allocated (the merged member
 // arrays are then released and *merged is 0).
-int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit = EdgeFit::kPageRows);
+int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit = EdgeFit::kPageRows,
+                      int32_t gapLimit = kMergeGapLimit);
 
 // Adds, after merged clusters L..L+M-1, one cluster for every column whose
 // hits lie on one edge line but fall apart into several merged clusters

@@ -52,11 +52,11 @@ int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, 
     linked = 0;  // BuildClusters released its member arrays
     return -1;
   }
-  if (MergeClusters(ws, linked, &merged, fit) != 0) return -1;
-  // Row by row (the small-symbol search), a column broken by a blotch is
-  // also tried whole, and only columns covering half the rows of a pair
-  // block it.
+  // Row by row (the small-symbol search), columns end where their pattern
+  // does, a column broken by a blotch is also tried whole, and only columns
+  // covering half the rows of a pair block it.
   const bool rowByRow = rowStep == 1;
+  if (MergeClusters(ws, linked, &merged, fit, rowByRow ? kRowByRowGapLimit : kMergeGapLimit) != 0) return -1;
   if (rowByRow) {
     int32_t joined = 0;
     if (JoinColumnFragments(ws, linked, merged, &joined) != 0) return -1;

@@ -254,6 +254,29 @@ TEST(ReadPage, SeveralSymbolsOnOneA4PageInMixedDirections) {
   EXPECT_TRUE(pdf417::test::OnlyPayloads(results, payloads, &why)) << why;
 }
 
+// A sheet of labels: more symbols than a page usually holds, stacked closer
+// than the row step of detection tells apart; every one is read.
+TEST(ReadPage, SheetOfManyLabels) {
+  const int perRow = 11, rowsOfSymbols = 11, cellW = 200, cellH = 95;
+  Page page = MakePage(perRow * cellW + 20, rowsOfSymbols * cellH + 20);
+  for (int r = 0; r < rowsOfSymbols; ++r)
+    for (int c = 0; c < perRow; ++c) {
+      SymbolOptions o;
+      o.data = std::to_string(1000 + r * perRow + c);
+      o.ecLevel = 0;
+      o.columns = 1;
+      o.moduleWidth = 2.0;
+      o.rowHeight = 6;
+      ASSERT_TRUE(PlaceSymbol(page, o, 10 + c * cellW + cellW / 2.0, 10 + r * cellH + cellH / 2.0, 0));
+    }
+  const std::vector<ApiResult> results = Read(page, true, true);
+  for (const SymbolTruth& t : page.symbols) {
+    int found = 0;
+    for (const ApiResult& r : results) found += r.hasData && r.data == t.data && r.direction == 0;
+    EXPECT_EQ(found, 1) << t.data;
+  }
+}
+
 TEST(ReadPage, BlankRefusedAndRepeatedReads) {
   EXPECT_TRUE(Read(MakePage(2480, 3508), true, false).empty());
   EXPECT_TRUE(Read(MakePage(7, 5), false, true).empty());
