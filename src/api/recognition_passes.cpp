@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "detect/band_search.h"
-#include "image/despeckle.h"
+#include "image/lone_pixels.h"
 #include "image/transforms.h"
 #include "support/alloc.h"
 #include "support/muldiv.h"
@@ -166,7 +166,7 @@ int32_t SearchFurther(ReadContext& ctx, const BitImage& image, PassFrame frame, 
   double specks = 0;
   if (status == 0) status = SearchSmallSymbols(ctx, image, frame, covered, &specks);
   if (status == 0 && specks >= kNoisySpecks) {
-    BitImagePtr clean(DespeckleBitImage(image));
+    BitImagePtr clean(RemoveLonePixels(image));
     if (clean) {
       CandidateListOwner candidates;
       DetectSymbols(ctx.detection, *clean, candidates.list);

@@ -170,14 +170,14 @@ int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row, WindowTest t
   // those beginning with a bar for the patterns that begin with a bar, those
   // beginning with a space for the mirrored start pattern, the one pattern
   // that begins with a space. Hits are kept in the order of their windows.
-  const int32_t specified = found;
+  const int32_t fromWalk = found;
   for (int32_t i = 0; i <= m - 9 && found < kHitCapacity; ++i) {
     if (visited[i / 64] & (uint64_t{1} << (i % 64))) continue;
     const int32_t wanted = (i % 2 == 0) ? (START_FORWARD | STOP_FORWARD | STOP_REVERSED) : START_REVERSED;
     const int32_t kind = ClassifyWindow(ws.widths + i) & wanted;
     if (kind != 0) record(i, kind);
   }
-  if (found > specified) {
+  if (found > fromWalk) {
     // Every window gives at most one hit, so the order is strict; the sort
     // runs in place (no allocation outside the library's allocator).
     std::sort(ws.hits, ws.hits + found,

@@ -1,9 +1,11 @@
 #include "sample/cluster_rows.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "decode/symbol_tables.h"
+#include "detect/row_scanner.h"
 #include "sample/grid_sampling.h"
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
@@ -16,6 +18,54 @@ namespace {
 constexpr int32_t kMaxLines = 1 << 16;
 
 int32_t NextCluster(int32_t cluster) { return (cluster + 3) % 9; }
+
+// Reads a scan line run by run: the start pattern near the line's start,
+// then codeword after codeword, each the next eight runs, each measured
+// against its own total and checked to span about 17 modules of the size
+// the previous one had (a module may change slowly along a line, as on a
+// page that is not flat). A line read this way needs no column boundaries,
+// so a symbol torn or sheared between its rows reads as well as a whole
+// one. from and to are the line's ends, a few modules beyond the symbol's
+// start and stop edges; `module` the module size the outline gives.
+// Writes the patterns of the first k codewords it reads into cells (8 digits
+// each; the others stay zero) and returns how many it read.
+int32_t ReadLineByRuns(const BitImage& image, Point from, Point to, int32_t k, double module,
+                       SamplingWorkspace& ws, char* cells) {
+  const int32_t n = SampleLine(image.pixels, image.stride, from.x, from.y, to.x, to.y, ws.positions, ws.xs, ws.ys,
+                               kScanLineCapacity, image.height, image.width, 0);
+  // Runs q = 1 .. n - 5 (q = 1 the first dark one) end at the end marker.
+  const int32_t runs = n - 5;
+  if (runs < 17) return 0;
+  int32_t* width = ws.pairWidthsA;  // widths[q - 1] of run q
+  for (int32_t q = 1; q <= runs; ++q) width[q - 1] = ws.positions[q + 1] - ws.positions[q];
+  // The start pattern: the first window of eight runs from a dark run that
+  // fits it, within four modules of the line's expected start.
+  const double reach = 8 * module;
+  int32_t q = -1;
+  for (int32_t i = 0; i + 8 <= runs && ws.positions[i + 1] <= reach; i += 2) {
+    if (ClassifyWindowTolerant(width + i, START_FORWARD) == START_FORWARD) {
+      q = i;
+      break;
+    }
+  }
+  if (q < 0) return 0;
+  double m = 0;
+  for (int32_t e = 0; e < 8; ++e) m += width[q + e];
+  m /= 17;
+  q += 8;
+  int32_t read = 0;
+  for (; read < k && q + 8 <= runs; ++read, q += 8) {
+    CodewordCell cell{};
+    int32_t total = 0;
+    for (int32_t e = 0; e < 8; ++e) total += cell.elementWidths[e] = width[q + e];
+    if (total < 13 * m || total > 21 * m) break;  // lost count of the runs
+    m = total / 17.0;
+    ClassifyCellByTotal(cell);
+    if (cell.candidateCount < 1) break;
+    std::memcpy(cells + static_cast<int64_t>(read) * kPatternLength, cell.candidates[0], kPatternLength);
+  }
+  return read;
+}
 
 }  // namespace
 
@@ -63,8 +113,8 @@ int32_t RowsFromLineClusters(const int32_t* clusters, int32_t lines, int32_t* ro
 }
 
 int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2,
-                                 const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid,
-                                 int32_t* rows) {
+                                 const Point* corners, const EdgeSelection& selection, SamplingWorkspace& ws,
+                                 CellGrid& grid, int32_t* rows) {
   grid = CellGrid{};
   *rows = 0;
   const int32_t k = selection.used - 9;
@@ -97,7 +147,25 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
       at[j] = Point{static_cast<int32_t>(top[j].x + (bottom[j].x - top[j].x) * num / den),
                     static_cast<int32_t>(top[j].y + (bottom[j].y - top[j].y) * num / den)};
     }
-    for (int32_t c = 0; c < k; ++c) {
+    // Run by run first, along the outline's sides (outer edges are the
+    // longest and the best fitted) from a few modules before the start edge
+    // to a few after the stop edge; the cells that reading does not reach
+    // are cut at the column boundaries.
+    char* lineCells = &patterns[static_cast<size_t>(t) * k * kPatternLength];
+    const double f = (t + 0.5) / lines;
+    const double lx = corners[0].x + (corners[1].x - corners[0].x) * f, ly = corners[0].y + (corners[1].y - corners[0].y) * f;
+    const double rx = corners[2].x + (corners[3].x - corners[2].x) * f, ry = corners[2].y + (corners[3].y - corners[2].y) * f;
+    const double span = std::max(std::hypot(rx - lx, ry - ly), 1.0);
+    const double module = span / (17.0 * (k + 2) + 1);
+    const double ux = (rx - lx) / span, uy = (ry - ly) / span;
+    const Point from{static_cast<int32_t>(std::lround(lx - ux * 3 * module)),
+                     static_cast<int32_t>(std::lround(ly - uy * 3 * module))};
+    const Point to{static_cast<int32_t>(std::lround(rx + ux * 3 * module)),
+                   static_cast<int32_t>(std::lround(ry + uy * 3 * module))};
+    const int32_t byRuns = ReadLineByRuns(image, from, to, k, module, ws, lineCells);
+
+
+    for (int32_t c = byRuns; c < k; ++c) {
       const size_t index = static_cast<size_t>(t) * k + c;
       CodewordCell cell{};
       if (SampleElementWidths(image, at[c], at[c + 1], ws, cell.elementWidths) < kPatternLength) continue;
@@ -109,6 +177,9 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     clusters[t] = LineCluster(&patterns[static_cast<size_t>(t) * k * kPatternLength], k);
   }
   const int32_t found = RowsFromLineClusters(clusters.get(), lines, rowOf.get());
+
+
+
   if (found < 1) return -1;
 
   // Each cell: the pattern of its row's cluster that most of the row's

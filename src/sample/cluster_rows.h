@@ -28,16 +28,19 @@ int32_t LineCluster(const char* cells, int32_t count);
 // Returns the number of rows.
 int32_t RowsFromLineClusters(const int32_t* clusters, int32_t lines, int32_t* rowOf);
 
-// Samples the symbol between the bottom line p1-p3 and the top line p0-p2 on
-// the boundaries selection edges 4 .. k + 4 (k = selection.used - 9) with one
-// scan line per pixel of height, finds the rows by the clusters of the lines
+// Samples the symbol with one scan line per pixel of height between its
+// outline's sides (corners: upper and lower start-side corner, upper and
+// lower stop-side corner), each line read run by run from the start pattern
+// on, and where that loses count cut at the boundaries selection edges
+// 4 .. k + 4 (k = selection.used - 9) make between the bottom line p1-p3 and
+// the top line p0-p2. Finds the rows by the clusters of the lines
 // (RowsFromLineClusters), and builds the grid (owned by the caller,
 // FreeCellGrid) of those rows x k cells: each cell the symbol character of
 // its row's cluster that most of the row's lines read there, without
 // candidates where none did. *rows receives the row count. Returns 0, or -1
 // when k < 1, no row is found or storage runs out (grid empty).
 int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2,
-                                 const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid,
-                                 int32_t* rows);
+                                 const Point* corners, const EdgeSelection& selection, SamplingWorkspace& ws,
+                                 CellGrid& grid, int32_t* rows);
 
 }  // namespace pdf417

@@ -81,7 +81,7 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
                     EdgeSelection& selection);
 
 // Releases an edge store (and any point arrays left in it).
-// The second reading's selection, used only after the specified one decoded
+// The second reading's selection, used only after the one by length decoded
 // nothing: among the edges at least half as long as the longest, the
 // outermost two are taken as the start pattern's first bar and the stop
 // pattern's last bar, and between them, for each place where an edge must

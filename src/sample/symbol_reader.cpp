@@ -113,12 +113,16 @@ bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, 
 // (sample/cluster_rows.h), for the rows found and, when the row indicators
 // state another count a row or two away (rows lost at the top or bottom),
 // for that count; corrected with all but two correction codewords.
-bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, SamplingWorkspace& ws,
-                       CorrectionWorkspace& correction, SymbolReading& result) {
+bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, const SymbolReaderParams& params,
+                       SamplingWorkspace& ws, CorrectionWorkspace& correction, SymbolReading& result) {
   const Outline o = OutlineOf(selection);
   CellGrid grid{};
   int32_t rows = 0;
-  if (SampleCellGridByClusters(image, o.p1, o.p3, o.p0, o.p2, selection, ws, grid, &rows) != 0) return false;
+  // The lines run between the candidate's edges as detection found them:
+  // followed row by row along their fitted lines, they reach the symbol's
+  // ends where a torn or blotched symbol leaves the traced bar edges short.
+  const Point corners[4] = {params.upperLeft, params.lowerLeft, params.upperRight, params.lowerRight};
+  if (SampleCellGridByClusters(image, o.p1, o.p3, o.p0, o.p2, corners, selection, ws, grid, &rows) != 0) return false;
   const int32_t k = selection.used - 9;
   const IndicatedSize indicated = ReadIndicatedSize(grid, rows, k);
   // Rows the indicators count beyond those found are added empty.
@@ -142,11 +146,12 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, Sa
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
 bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first,
-                    int32_t k, int32_t patternWidth, SamplingWorkspace& ws, CorrectionWorkspace& correction,
-                    SymbolReading& result) {
+                    int32_t k, const SymbolReaderParams& params, SamplingWorkspace& ws,
+                    CorrectionWorkspace& correction, SymbolReading& result) {
+  const int32_t patternWidth = params.patternWidth;
   int32_t indicated = 0;
   if (first != nullptr && (ReadByCodewordTotal(image, *first, ws, correction, result, &indicated) ||
-                           ReadByClusterRows(image, *first, ws, correction, result))) {
+                           ReadByClusterRows(image, *first, params, ws, correction, result))) {
     return true;
   }
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
@@ -157,7 +162,7 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
     if (SelectEdgesByLayout(edges, count, columns, layout) != 0) continue;
     int32_t alsoIndicated = 0;
     const bool read = ReadByCodewordTotal(image, layout, ws, correction, result, &alsoIndicated) ||
-                      ReadByClusterRows(image, layout, ws, correction, result);
+                      ReadByClusterRows(image, layout, params, ws, correction, result);
     FreeEdgeSelection(layout);
     if (read) return true;
     if (t == 0 && alsoIndicated > 0 && tries[2] == 0) tries[2] = alsoIndicated + 2;
@@ -167,7 +172,7 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
 
 // A frame square to the edges that were traced: theta from the median slope
 // of the edges at least half as long as the longest, and the tracing step
-// from their lean. The specified frame takes theta from the candidate's top
+// from their lean. The first frame takes theta from the candidate's top
 // corners, which the detector finds only to a few pixels; on a long skewed
 // edge that error makes the projection drift out of its tolerance and the
 // trace stop early.
@@ -200,7 +205,7 @@ bool FrameFromEdges(const EdgeTrace* edges, int32_t count, const ReaderFrame& in
 void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection& first, int32_t k,
                const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
                SymbolReading& result) {
-  if (ReadEdgesAgain(image, edges, count, &first, k, params.patternWidth, ws, correction, result)) return;
+  if (ReadEdgesAgain(image, edges, count, &first, k, params, ws, correction, result)) return;
   const ReaderFrame initial = ws.frame;
   if (!FrameFromEdges(edges, count, initial, &ws.frame)) return;
   BitImagePtr barStarts(MakeBarStartImage(image, ws));
@@ -211,8 +216,7 @@ void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, con
     EdgeSelection selection{};
     const bool selected = SelectEdges(again, againCount, k, params.lowerLeft, selection) == 0 &&
                           selection.used >= 1 && selection.kept >= selection.used;
-    ReadEdgesAgain(image, again, againCount, selected ? &selection : nullptr, k, params.patternWidth, ws, correction,
-                   result);
+    ReadEdgesAgain(image, again, againCount, selected ? &selection : nullptr, k, params, ws, correction, result);
     FreeEdgeSelection(selection);
   }
   FreeEdgeStore(again, againCount);

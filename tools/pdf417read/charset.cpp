@@ -13,7 +13,7 @@ struct EciEntry {
   const char* charset;
 };
 
-// The ECI assignments of the character sets (AIM ECI specification).
+// The ECI assignments of the character sets (the AIM ECI assignments).
 constexpr EciEntry kEciCharsets[] = {
     {0, "CP437"},       {1, "ISO-8859-1"},  {2, "CP437"},       {3, "ISO-8859-1"},  {4, "ISO-8859-2"},
     {5, "ISO-8859-3"},  {6, "ISO-8859-4"},  {7, "ISO-8859-5"},  {8, "ISO-8859-6"},  {9, "ISO-8859-7"},

@@ -1,4 +1,4 @@
-// Despeckling: salt-and-pepper noise leaves single pixels of the other
+// Lone pixels: salt-and-pepper noise leaves single pixels of the other
 // colour inside bars and spaces, which break the runs that pattern tests
 // and sampling measure.
 #pragma once
@@ -14,6 +14,6 @@ namespace pdf417 {
 // the image count as light. A symbol's rows are two modules high at least,
 // so no pixel of a symbol is alone in its column: only specks change.
 // Returns nullptr when storage runs out.
-BitImage* DespeckleBitImage(const BitImage& image);
+BitImage* RemoveLonePixels(const BitImage& image);
 
 }  // namespace pdf417

@@ -1,10 +1,10 @@
-#include "image/despeckle.h"
+#include "image/lone_pixels.h"
 
 #include "support/alloc.h"
 
 namespace pdf417 {
 
-BitImage* DespeckleBitImage(const BitImage& image) {
+BitImage* RemoveLonePixels(const BitImage& image) {
   BitImage* out = CopyBitImageHeader(image);
   if (out == nullptr) return nullptr;
   const int32_t bytes = (image.width + 7) / 8;
