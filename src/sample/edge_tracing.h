@@ -80,7 +80,6 @@ int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit);
 int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference,
                     EdgeSelection& selection);
 
-// Releases an edge store (and any point arrays left in it).
 // The second reading's selection, used only after the one by length decoded
 // nothing: among the edges at least half as long as the longest, the
 // outermost two are taken as the start pattern's first bar and the stop
@@ -99,6 +98,7 @@ int32_t SelectEdgesByLayout(const EdgeTrace* edges, int32_t count, int32_t k, Ed
 // there is no such pair of edges.
 int32_t ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth);
 
+// Releases an edge store (and any point arrays left in it).
 void FreeEdgeStore(EdgeTrace* edges, int32_t count);
 
 // Releases the selection's records; the selection becomes empty.
