@@ -44,11 +44,6 @@ int32_t SetFromInt(DecimalNumber& n, int32_t value) {
   return 0;
 }
 
-int32_t Copy(const DecimalNumber& src, DecimalNumber& dst) {
-  dst = src;
-  return 0;
-}
-
 int32_t Add(DecimalNumber& acc, const DecimalNumber& b) {
   int32_t carry = 0;
   int32_t place = 0;
@@ -146,7 +141,7 @@ int32_t ToBase(const DecimalNumber& n, int32_t base, int32_t* digitsOut, int32_t
   *count = 0;
   if (base < 2) return kDecimalBadBase;
   DecimalNumber rest;
-  Copy(n, rest);
+  rest = n;
   while (rest.count > 0) {
     int32_t remainder = 0;
     const int32_t status = DivideSmall(rest, base, &remainder);

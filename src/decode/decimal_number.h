@@ -22,7 +22,6 @@ struct DecimalNumber {
 
 // n = value. A negative value cannot be represented: error 1.
 int32_t SetFromInt(DecimalNumber& n, int32_t value);
-int32_t Copy(const DecimalNumber& src, DecimalNumber& dst);
 // acc += b.
 int32_t Add(DecimalNumber& acc, const DecimalNumber& b);
 // out = a * b (out must not be a or b).

@@ -147,7 +147,7 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
   *count = 0;
   int32_t capacity = kEdgeStoreStep;
   EdgeTrace* store = AllocArray<EdgeTrace>(static_cast<size_t>(capacity));
-  if (store == nullptr) return 20;
+  if (store == nullptr) return kNoEdges;
   int32_t n = 0;
   for (int32_t y = 0; y + 1 < barStarts.height; ++y) {
     const uint8_t* row = barStarts.pixels + static_cast<size_t>(y) * barStarts.stride;
@@ -166,7 +166,7 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
         EdgeTrace* grown = ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(n) + kEdgeStoreStep);
         if (grown == nullptr) {
           FreeEdgeStore(store, n - 1);
-          return 20;
+          return kNoEdges;
         }
         store = grown;
         capacity = n + kEdgeStoreStep;
@@ -182,12 +182,12 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
   }
   if (n == 0) {
     FreeBytes(store);
-    return 20;
+    return kNoEdges;
   }
   EdgeTrace* shrunk = ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(n));
   if (shrunk == nullptr) {
     FreeEdgeStore(store, n);
-    return 20;
+    return kNoEdges;
   }
   *edges = shrunk;
   *count = n;
@@ -205,12 +205,12 @@ int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit) {
   *count = 0;
   if (kept == 0) {
     FreeBytes(store);
-    return 20;
+    return kNoEdges;
   }
   EdgeTrace* shrunk = ResizeArray(store, static_cast<size_t>(old), static_cast<size_t>(kept));
   if (shrunk == nullptr) {
     FreeBytes(store);
-    return 20;
+    return kNoEdges;
   }
   *edges = shrunk;
   *count = kept;

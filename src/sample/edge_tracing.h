@@ -34,6 +34,10 @@ struct EdgeSelection {
   EdgeTrace* edges;   // owned
 };
 
+// Status of tracing and keeping edges when storage runs out or no edge is
+// left.
+inline constexpr int32_t kNoEdges = 20;
+
 // Room for this many records at first; the store grows by as many whenever
 // the count reaches a multiple of it.
 inline constexpr int32_t kEdgeStoreStep = 100;
@@ -49,7 +53,7 @@ BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws);
 
 // Traces every edge of the bar-start image (clearing the marks it uses).
 // Returns 0 with the store (owned by the caller, FreeEdgeStore) and its
-// count, or 20 when storage runs out or no edge is found (nothing is then
+// count, or kNoEdges when storage runs out or no edge is found (nothing is then
 // handed out).
 int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count);
 
@@ -70,7 +74,7 @@ bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32
 int32_t FitEdge(EdgeTrace& edge);
 
 // Keeps, in order, the edges with more than `limit` accepted points and
-// shrinks the store to them. Returns 0, or 20 when nothing is kept or the
+// shrinks the store to them. Returns 0, or kNoEdges when nothing is kept or the
 // store cannot be resized (the store is then released and *edges is null).
 int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit);
 

@@ -8,6 +8,7 @@
 
 #include "decode/matrix_decoder.h"
 #include "image/bit_image.h"
+#include "sample/edge_tracing.h"
 #include "sample/sampling_workspace.h"
 #include "support/point.h"
 
@@ -44,7 +45,7 @@ struct SymbolReading {
 };
 
 // Status of a read that stopped before decoding.
-inline constexpr int32_t kReadNoEdges = 20;  // storage ran out or no usable outline was traced
+inline constexpr int32_t kReadNoEdges = kNoEdges;  // storage ran out or no usable outline was traced
 inline constexpr int32_t kReadNoRows = -1;   // no row was found
 
 // Reads the region into out (emptied first; its decoding is released by the
