@@ -10,7 +10,7 @@
 
 namespace pdf417 {
 
-bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_t gapLimit) {
+bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_t gapLimit, Continuation test) {
   if (c1.kind != c2.kind) return false;
   if (!(c2.minX <= c1.maxX && c1.minX <= c2.maxX)) return false;
   // Clusters that share a row, or whose row ranges touch, never continue
@@ -18,7 +18,7 @@ bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_
   if (c2.minY <= c1.maxY && c1.minY <= c2.maxY) return false;
   const int32_t gap = (c1.minY > c2.maxY) ? c1.minY - c2.maxY : c2.minY - c1.maxY;
   if (!(gap < gapLimit)) return false;
-  return HitsContinue(*c1.members[0], *c2.members[0]);
+  return HitsContinue(*c1.members[0], *c2.members[0], test);
 }
 
 namespace {
@@ -30,7 +30,8 @@ int32_t Root(const int32_t* parent, int32_t k) {
 
 }  // namespace
 
-int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit, int32_t gapLimit) {
+int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit, int32_t gapLimit,
+                      Continuation test) {
   *merged = 0;
   const int32_t L = linked;
   if (L <= 0) return 0;
@@ -42,7 +43,7 @@ int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, E
   // The root of a group is its lowest-numbered cluster.
   for (int32_t i = 0; i + 1 < L; ++i) {
     for (int32_t j = i + 1; j < L; ++j) {
-      if (!ClustersContinue(ws.clusters[i], ws.clusters[j], gapLimit)) continue;
+      if (!ClustersContinue(ws.clusters[i], ws.clusters[j], gapLimit, test)) continue;
       const int32_t ri = Root(parent, i), rj = Root(parent, j);
       if (ri < rj) {
         parent[rj] = ri;

@@ -6,6 +6,7 @@
 
 #include "detect/detection_workspace.h"
 #include "detect/edge_fitter.h"
+#include "detect/hit_linker.h"
 
 namespace pdf417 {
 
@@ -20,7 +21,8 @@ inline constexpr int32_t kRowByRowGapLimit = 6;
 // Whether linked clusters c1 and c2 belong to one column: same kind,
 // horizontal extents touching, disjoint row ranges less than gapLimit apart,
 // and their first hits continuing one another.
-bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_t gapLimit);
+bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_t gapLimit,
+                      Continuation test = Continuation::kRunOverlay);
 
 // Groups linked clusters 0..L-1 and fills merged clusters L..L+M-1 (one per
 // group, numbered by the group's lowest linked cluster), then fits every
@@ -29,7 +31,7 @@ bool ClustersContinue(const PatternCluster& c1, const PatternCluster& c2, int32_
 // the parent table or a member array cannot be allocated (the merged member
 // arrays are then released and *merged is 0).
 int32_t MergeClusters(DetectionWorkspace& ws, int32_t linked, int32_t* merged, EdgeFit fit = EdgeFit::kPageRows,
-                      int32_t gapLimit = kMergeGapLimit);
+                      int32_t gapLimit = kMergeGapLimit, Continuation test = Continuation::kRunOverlay);
 
 // Adds, after merged clusters L..L+M-1, one cluster for every column whose
 // hits lie on one edge line but fall apart into several merged clusters

@@ -47,16 +47,18 @@ SymbolCandidate MakeCandidate(const EdgePair& pair) {
 // they leave behind is released by the caller.
 int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, int32_t minHits, EdgeFit fit,
                     int32_t& linked, int32_t& merged, PairTable& table, CandidateList& list) {
-  linked = LinkHits(rows, rowStep);
+  const bool rowByRow = rowStep == 1;
+  const Continuation test = rowByRow ? Continuation::kOuterEdge : Continuation::kRunOverlay;
+  linked = LinkHits(rows, rowStep, test);
   if (BuildClusters(ws, rows, linked) != 0) {
     linked = 0;  // BuildClusters released its member arrays
     return -1;
   }
-  // Row by row (the small-symbol search), columns end where their pattern
-  // does, a column broken by a blotch is also tried whole, and only columns
-  // covering half the rows of a pair block it.
-  const bool rowByRow = rowStep == 1;
-  if (MergeClusters(ws, linked, &merged, fit, rowByRow ? kRowByRowGapLimit : kMergeGapLimit) != 0) return -1;
+  // Row by row (the small-symbol search), hits continue by their outer
+  // edges, columns end where their pattern does, a column broken by a
+  // blotch is also tried whole, and only columns covering half the rows of
+  // a pair block it.
+  if (MergeClusters(ws, linked, &merged, fit, rowByRow ? kRowByRowGapLimit : kMergeGapLimit, test) != 0) return -1;
   if (rowByRow) {
     int32_t joined = 0;
     if (JoinColumnFragments(ws, linked, merged, &joined) != 0) return -1;

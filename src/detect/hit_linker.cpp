@@ -1,19 +1,30 @@
 #include "detect/hit_linker.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 #include "support/run_overlay.h"
 #include "support/alloc.h"
 
 namespace pdf417 {
 
-bool HitsContinue(const PatternHit& a, const PatternHit& b) {
+bool HitsContinue(const PatternHit& a, const PatternHit& b, Continuation test) {
   if (!(b.xStart <= a.xEnd && a.xStart <= b.xEnd)) return false;
   if (a.kind != b.kind) return false;
+  if (test == Continuation::kOuterEdge) {
+    const int32_t wa = a.xEnd - a.xStart, wb = b.xEnd - b.xStart;
+    const bool left = IsLeftEdgeKind(a.kind);
+    const int32_t edgeOff = std::abs(left ? a.xStart - b.xStart : a.xEnd - b.xEnd);
+    // 17 modules in a start pattern, 18 in a stop pattern: 1.5 modules is
+    // about a twelfth of the width.
+    return 12 * edgeOff <= std::max(24, std::max(wa, wb)) && 6 * std::abs(wa - wb) <= std::max(12, std::max(wa, wb));
+  }
   const int32_t na = IsStartKind(a.kind) ? 8 : 9;
   const int32_t nb = IsStartKind(b.kind) ? 8 : 9;
   return RunOverlaySimilarity(a.widths, na, b.widths, nb) > 850;
 }
 
-int32_t LinkHits(ScanRowList& rows, int32_t rowStep) {
+int32_t LinkHits(ScanRowList& rows, int32_t rowStep, Continuation test) {
   int32_t next = 0;
   const auto newLabel = [&next]() {
     return next < kClusterCapacity ? next++ : static_cast<int32_t>(kDroppedLabel);
@@ -26,7 +37,7 @@ int32_t LinkHits(ScanRowList& rows, int32_t rowStep) {
       if (r > 0 && row.y - rows.rows[r - 1].y <= rowStep) {
         const ScanRow& above = rows.rows[r - 1];
         for (int32_t p = 0; p < above.count && !linked; ++p) {
-          if (HitsContinue(above.hits[p], hit)) {
+          if (HitsContinue(above.hits[p], hit, test)) {
             // A hit continuing a dropped hit is dropped with it.
             hit.label = above.hits[p].label;
             linked = true;

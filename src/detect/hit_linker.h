@@ -8,17 +8,25 @@
 
 namespace pdf417 {
 
+// How one hit is taken to continue another. kRunOverlay: their runs (8 for
+// start kinds, 9 for stop kinds) agree in colour over more than 850
+// thousandths of their overlay. kOuterEdge (row by row): their outer edges
+// lie within a module and a half and their widths within a sixth of each
+// other; with modules of a pixel or two, a skewed pattern's runs change by
+// a pixel from row to row and their overlay falls below the bound, while
+// its outer edge moves on smoothly.
+enum class Continuation { kRunOverlay, kOuterEdge };
+
 // Whether hit b continues hit a: horizontal extents touch or overlap, same
-// kind, and their runs (8 for start kinds, 9 for stop kinds) agree in colour
-// over more than 850 thousandths of their overlay.
-bool HitsContinue(const PatternHit& a, const PatternHit& b);
+// kind, and the continuation test holds.
+bool HitsContinue(const PatternHit& a, const PatternHit& b, Continuation test = Continuation::kRunOverlay);
 
 // Labels every hit by the first hit of the scan row above that it continues,
 // or with a new label; the row above counts only when it lies at most
 // rowStep rows higher. At most kClusterCapacity labels are handed out: a
 // hit that would need another one, and every hit continuing it, gets
 // kDroppedLabel. Returns the number of labels L.
-int32_t LinkHits(ScanRowList& rows, int32_t rowStep);
+int32_t LinkHits(ScanRowList& rows, int32_t rowStep, Continuation test = Continuation::kRunOverlay);
 
 // Fills linked clusters 0..L-1 of the workspace from the labelled hits (hits
 // with kDroppedLabel are left out). Returns 0, or -1 when a member array

@@ -122,14 +122,19 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   Owned<Point[]> bottom = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
   Owned<Point[]> top = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
   if (!bottom || !top) return -1;
-  int32_t lines = 1;
+  // One line per pixel of the longer outline side.
+  const int32_t lines = std::max({RoundedDistance(corners[0], corners[1]), RoundedDistance(corners[2], corners[3]), 1});
+  if (lines > kMaxLines || int64_t{lines} * k > INT32_MAX / kPatternLength) return -1;
+  // The column boundaries, where a line's cells are cut when reading run by
+  // run loses count; a boundary whose fitted edge meets the top and bottom
+  // lines far off the outline is no use for that.
+  bool boundariesUsable = true;
   for (int32_t j = 0; j <= k; ++j) {
     const EdgeTrace& e = selection.edges[j + 4];
     IntersectWithFittedLine(p1.x, p1.y, p3.x, p3.y, e.slope, e.intercept, &bottom[j]);
     IntersectWithFittedLine(p0.x, p0.y, p2.x, p2.y, e.slope, e.intercept, &top[j]);
-    lines = std::max(lines, RoundedDistance(bottom[j], top[j]));
+    boundariesUsable = boundariesUsable && RoundedDistance(bottom[j], top[j]) <= 2 * lines;
   }
-  if (lines > kMaxLines || int64_t{lines} * k > INT32_MAX / kPatternLength) return -1;
 
   // Every line read codeword by codeword: the first candidate of each cell
   // measured against its own total.
@@ -165,7 +170,7 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     const int32_t byRuns = ReadLineByRuns(image, from, to, k, module, ws, lineCells);
 
 
-    for (int32_t c = byRuns; c < k; ++c) {
+    for (int32_t c = byRuns; c < k && boundariesUsable; ++c) {
       const size_t index = static_cast<size_t>(t) * k + c;
       CodewordCell cell{};
       if (SampleElementWidths(image, at[c], at[c + 1], ws, cell.elementWidths) < kPatternLength) continue;
@@ -177,8 +182,6 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     clusters[t] = LineCluster(&patterns[static_cast<size_t>(t) * k * kPatternLength], k);
   }
   const int32_t found = RowsFromLineClusters(clusters.get(), lines, rowOf.get());
-
-
 
   if (found < 1) return -1;
 

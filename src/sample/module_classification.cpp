@@ -228,6 +228,26 @@ int32_t PatternFromEdgeDistances(const int32_t* widths, char* digits) {
   return -1;
 }
 
+int32_t PatternFromEdgePlaces(const int32_t* widths, char* digits) {
+  int64_t total = 0;
+  for (int32_t e = 0; e < kPatternLength; ++e) {
+    if (widths[e] <= 0) return -1;
+    total += widths[e];
+  }
+  int64_t place = 0;
+  int32_t previous = 0;
+  for (int32_t e = 0; e < kPatternLength; ++e) {
+    place += widths[e];
+    // Round half up: 17 * place / total + 1/2.
+    const int32_t modules = static_cast<int32_t>((34 * place + total) / (2 * total));
+    const int32_t width = modules - previous;
+    if (width < 1 || width > 6) return -1;
+    digits[e] = static_cast<char>('0' + width);
+    previous = modules;
+  }
+  return IsSymbolCharacter(digits) ? 0 : -1;
+}
+
 void ClassifyCellByTotal(CodewordCell& cell) {
   cell.candidateCount = 0;
   std::memset(cell.moduleDigits, 0, sizeof cell.moduleDigits);
@@ -241,6 +261,15 @@ void ClassifyCellByTotal(CodewordCell& cell) {
   char fromEdges[kPatternLength];
   if (PatternFromEdgeDistances(cell.elementWidths, fromEdges) == 0) {
     std::memcpy(cell.candidates[cell.candidateCount++], fromEdges, kPatternLength);
+  }
+  // Then the one the edge positions give: each edge's place in the cell
+  // rounded to a whole module. An edge is off by at most half a pixel, where
+  // a width (two edges) is off by a pixel: with modules of 1.5 pixels the
+  // widths round wrongly where the places do not.
+  char fromPlaces[kPatternLength];
+  if (PatternFromEdgePlaces(cell.elementWidths, fromPlaces) == 0 &&
+      (cell.candidateCount == 0 || std::memcmp(fromPlaces, cell.candidates[0], kPatternLength) != 0)) {
+    std::memcpy(cell.candidates[cell.candidateCount++], fromPlaces, kPatternLength);
   }
   double ideal[kPatternLength];
   int32_t counts[kPatternLength];
@@ -304,7 +333,11 @@ void ClassifyCellByTotal(CodewordCell& cell) {
     options[j] = o;
   }
   for (int32_t i = 0; i < n && cell.candidateCount < kMaxCandidates; ++i) {
-    if (cell.candidateCount > 0 && std::memcmp(options[i].digits, cell.candidates[0], kPatternLength) == 0) continue;
+    bool seen = false;
+    for (int32_t c = 0; c < cell.candidateCount && !seen; ++c) {
+      seen = std::memcmp(options[i].digits, cell.candidates[c], kPatternLength) == 0;
+    }
+    if (seen) continue;
     if (IsSymbolCharacter(options[i].digits)) std::memcpy(cell.candidates[cell.candidateCount++], options[i].digits, kPatternLength);
   }
 }

@@ -35,10 +35,11 @@ void ClassifyCell(CodewordCell& cell, const int32_t* barLabels, const int32_t* s
 // which always spans 17 modules, so neither a width missing from the whole
 // symbol nor a few stray widths elsewhere can shift its labels. moduleDigits
 // is the nearest pattern summing to 17 (each element 1..6). The first
-// candidate is the symbol character the edge distances give (see
-// PatternFromEdgeDistances), when there is one; then come moduleDigits and
-// the patterns one module move away, nearest first, that are symbol
-// characters (at most five candidates in all, none twice).
+// candidates are the symbol characters the edge distances and the edge
+// places give (see PatternFromEdgeDistances, PatternFromEdgePlaces), when
+// there are such; then come moduleDigits and the patterns one module move
+// away, nearest first, that are symbol characters (at most five candidates
+// in all, none twice).
 void ClassifyCellByTotal(CodewordCell& cell);
 
 // The symbol character whose edge-to-similar-edge distances (bar plus
@@ -49,6 +50,13 @@ void ClassifyCellByTotal(CodewordCell& cell);
 // returns 0, or returns -1 (digits undefined) when the rounded distances fit
 // no symbol character or a width is missing.
 int32_t PatternFromEdgeDistances(const int32_t* widths, char* digits);
+
+// The symbol character whose module edges lie where the widths' edges do:
+// each edge's place in the cell (the sum of the widths before it), in 17ths
+// of the total, rounded to a whole module. Writes the eight digits and
+// returns 0, or -1 when the rounded places fit no symbol character or a
+// width is missing.
+int32_t PatternFromEdgePlaces(const int32_t* widths, char* digits);
 
 // BuildCellGrid with ClassifyCellByTotal.
 int32_t BuildCellGridByTotal(const int32_t* widths, int32_t count, CellGrid& grid);
