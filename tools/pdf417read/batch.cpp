@@ -26,10 +26,6 @@ void WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
   if (!out) throw ImageError("cannot write " + path);
 }
 
-// Reads one page of a file already in memory (the work of one page task).
-PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page, size_t fileIndex,
-                     const std::string& path, const BatchOptions& options);
-
 struct FileState {
   std::shared_ptr<const std::vector<uint8_t>> bytes;  // held while pages are pending
   FileFormat format = FileFormat::Unknown;
@@ -172,33 +168,35 @@ std::string DumpFileName(size_t file, const std::string& path, int page) {
   return std::to_string(file + 1) + "-" + stem + "-" + std::to_string(page) + ".bmp";
 }
 
-namespace {
+std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const DibCallback& dump) {
+  if (!image.dib.empty()) {
+    return ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
+      std::memcpy(block.data(), image.dib.data(), image.dib.size());
+      if (dump) dump(block);
+    });
+  }
+  Raster& raster = image.raster;
+  const Threshold threshold = ChooseThreshold(raster, forcedThreshold);
+  return ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
+    PackDib(raster, threshold, block);
+    std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
+    if (dump) dump(block);
+  });
+}
 
 PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page, size_t fileIndex,
                      const std::string& path, const BatchOptions& options) {
   PageOutcome outcome;
   outcome.page = page + 1;
   auto dump = [&](std::span<const uint8_t> dib) {
+    if (options.keepBitmaps) outcome.bitmap.assign(dib.begin(), dib.end());
     if (options.dumpDirectory.empty()) return;
     const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
     WriteFile(name.string(), BmpFileFromDib(dib));
   };
   try {
     PageImage image = LoadPage(format, bytes, page);
-    if (!image.dib.empty()) {
-      outcome.symbols = ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
-        std::memcpy(block.data(), image.dib.data(), image.dib.size());
-        dump(block);
-      });
-    } else {
-      Raster& raster = image.raster;
-      const Threshold threshold = ChooseThreshold(raster, options.threshold);
-      outcome.symbols = ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
-        PackDib(raster, threshold, block);
-        std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
-        dump(block);
-      });
-    }
+    outcome.symbols = ReadImage(image, options.threshold, dump);
   } catch (const std::bad_alloc&) {
     outcome.error = "out of memory";
   } catch (const std::exception& e) {
@@ -206,8 +204,6 @@ PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page
   }
   return outcome;
 }
-
-}  // namespace
 
 void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink) {
   Scheduler scheduler(files, options);

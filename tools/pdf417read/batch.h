@@ -15,6 +15,7 @@ struct BatchOptions {
   int jobs = 1;               // worker threads (at least 1)
   int threshold = -1;         // forced grey threshold 0..256, or -1 for Otsu
   std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
+  bool keepBitmaps = false;   // hand each page's 1-bit bitmap back in PageOutcome::bitmap
 };
 
 // The outcome of one page: its results, or the reason it could not be read.
@@ -22,6 +23,7 @@ struct PageOutcome {
   int page = 1;  // 1-based
   std::vector<SymbolRecord> symbols;
   std::string error;
+  std::vector<uint8_t> bitmap;  // the DIB the library read, with BatchOptions::keepBitmaps
 };
 
 // Called on the thread that runs RunBatch, strictly in input order.
@@ -34,6 +36,18 @@ struct BatchSink {
   // as one page); called now and then while waiting.
   std::function<void(long done, long total)> progress;
 };
+
+// Reads one decoded page: a stored DIB as it is, a raster binarised with
+// `threshold` (as BatchOptions::threshold). `dump`, when set, sees the 1-bit
+// DIB handed to the library.
+using DibCallback = std::function<void(std::span<const uint8_t> dib)>;
+std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const DibCallback& dump = {});
+
+// Reads page `page` (0-based) of a file in memory: the work of one page task,
+// for hosts that schedule pages themselves. fileIndex and path name the
+// page's --dump-bitmaps file.
+PageOutcome ReadPage(std::span<const uint8_t> bytes, FileFormat format, int page, size_t fileIndex,
+                     const std::string& path, const BatchOptions& options);
 
 void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink);
 

@@ -7,13 +7,16 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "batch.h"
 #include "charset.h"
+#include "inspect.h"
 #include "macro_join.h"
 #include "output_format.h"
 #include "progress.h"
@@ -36,10 +39,20 @@ struct Options {
   bool joinMacro = false;
   std::string charset = pdf417read::kDefaultCharset;
   std::string dumpDirectory;
+  std::string inspectDirectory;
 };
 
 void PrintError(const std::string& where, const std::string& reason) {
   std::fprintf(stderr, "pdf417read: %s: %s\n", where.c_str(), reason.c_str());
+}
+
+// Writes a whole file; throws std::runtime_error with the system's reason.
+void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (f == nullptr) throw std::runtime_error(std::strerror(errno));
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  const int error = errno;
+  if (std::fclose(f) != 0 || !written) throw std::runtime_error(std::strerror(written ? errno : error));
 }
 
 }  // namespace
@@ -88,6 +101,12 @@ int main(int argc, char** argv) {
                  "Save every 1-bit page handed to the reader as DIR/<n>-<name>-<page>.bmp")
       ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
       ->type_name("DIR");
+  app.add_option("--inspect", o.inspectDirectory,
+                 "Save a picture of every page as DIR/<n>-<name>-<page>.png: the bitmap the reader saw, "
+                 "each candidate's outline (green decoded, red not) with its index and direction, and the "
+                 "grid the reader sampled")
+      ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
+      ->type_name("DIR");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -103,6 +122,7 @@ int main(int argc, char** argv) {
   batch.jobs = o.jobs > 0 ? o.jobs : static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   batch.threshold = o.threshold;
   batch.dumpDirectory = o.dumpDirectory;
+  batch.keepBitmaps = !o.inspectDirectory.empty();
 
   pdf417read::ProgressBar progress(!o.noProgress && isatty(STDERR_FILENO));
   const pdf417read::TextOptions text{o.charset};
@@ -121,6 +141,15 @@ int main(int argc, char** argv) {
       PrintError(origin.showPage ? origin.file + ":" + std::to_string(origin.page) : origin.file, page.error);
       anyError = true;
       return;
+    }
+    if (!o.inspectDirectory.empty()) {
+      const std::string name = pdf417read::InspectFileName(f, o.files[f], page.page);
+      try {
+        WriteBytes(o.inspectDirectory + "/" + name, pdf417read::InspectPng(page.bitmap, page.symbols));
+      } catch (const std::exception& e) {
+        PrintError(name, e.what());
+        anyError = true;
+      }
     }
     std::string out;
     for (size_t i = 0; i < page.symbols.size(); i++) {
