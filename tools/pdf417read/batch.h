@@ -39,7 +39,9 @@ struct BatchSink {
 
 // Reads one decoded page: a stored DIB as it is, a raster binarised with
 // `threshold` (as BatchOptions::threshold). `dump`, when set, sees the 1-bit
-// DIB handed to the library.
+// DIB handed to the library. The CLI's pages and the Python package's
+// arrays all come here, so this is the one place where grey pixels become
+// what the library reads.
 using DibCallback = std::function<void(std::span<const uint8_t> dib)>;
 std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const DibCallback& dump = {});
 
