@@ -43,9 +43,8 @@ def read_page(source, page, name, threshold, decoded_only, charset):
         result = file.read_page(page, threshold)
     except _pdf417.ImageError as e:
         return file.page_count, [], False, str(e)
-    decoded = any(s["data"] is not None for s in result.symbols(include_undecoded=False, charset=charset))
     lines = result.json_lines(os.fsencode(name), page + 1, decoded_only, charset)
-    return file.page_count, lines, decoded, None
+    return file.page_count, lines, result.decoded, None
 
 
 def expand(arguments):

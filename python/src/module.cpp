@@ -7,6 +7,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -214,6 +215,11 @@ PYBIND11_MODULE(_pdf417, m) {
           py::arg("page"), py::arg("threshold") = -1, "Reads page `page` (from 0), as pdf417read reads it.");
 
   py::class_<PageResult>(m, "PageResult")
+      .def_property_readonly("decoded",
+                             [](const PageResult& r) {
+                               return std::any_of(r.symbols.begin(), r.symbols.end(),
+                                                  [](const SymbolRecord& s) { return s.decoded(); });
+                             })
       .def(
           "symbols",
           [](const PageResult& r, bool includeUndecoded, const std::string& charset) {
