@@ -42,10 +42,6 @@ std::string WriteFile(const std::string& path, std::span<const uint8_t> bytes) {
   return "";
 }
 
-// Reads one page of a file already in memory (the work of one page task).
-PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
-                     size_t fileIndex, const std::string& path, const BatchOptions& options);
-
 struct FileState {
   std::shared_ptr<const SourceFile> source;  // held while pages are pending
   bool opened = false;
@@ -197,31 +193,31 @@ std::string DumpFileName(size_t file, const std::string& path, int page) {
 
 namespace {
 
-using Dump = std::function<void(std::span<const uint8_t> dib)>;
-
 // Where a grey raster becomes what the library reads: binarised (Otsu's or
 // the forced threshold) into a 1-bit DIB.
-std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const Dump& dump) {
+std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const DibCallback& dump) {
   const Threshold threshold = ChooseThreshold(raster, forcedThreshold);
   return ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
     PackDib(raster, threshold, block);
     std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
-    dump(block);
+    if (dump) dump(block);
   });
 }
 
-std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const Dump& dump) {
+}  // namespace
+
+std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const DibCallback& dump) {
   switch (image.kind) {
     case PageImage::Kind::StoredDib:
       return ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
         std::memcpy(block.data(), image.dib.data(), image.dib.size());
-        dump(block);
+        if (dump) dump(block);
       });
     case PageImage::Kind::Bits:
       return ReadPageBlock(DibSize(image.bits.width, image.bits.height), [&](std::span<uint8_t> block) {
         PackDib(image.bits, block);
         std::vector<uint8_t>().swap(image.bits.rows);
-        dump(block);
+        if (dump) dump(block);
       });
     case PageImage::Kind::Grey: break;
   }
@@ -232,7 +228,8 @@ PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, 
                      size_t fileIndex, const std::string& path, const BatchOptions& options) {
   PageOutcome outcome;
   outcome.page = page + 1;
-  const Dump dump = [&](std::span<const uint8_t> dib) {
+  const DibCallback dump = [&](std::span<const uint8_t> dib) {
+    if (options.keepBitmaps) outcome.bitmap.assign(dib.begin(), dib.end());
     if (options.dumpDirectory.empty()) return;
     const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
     try {
@@ -251,8 +248,6 @@ PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, 
   }
   return outcome;
 }
-
-}  // namespace
 
 void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink) {
   Scheduler scheduler(files, options);

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,7 @@ struct BatchOptions {
   std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
   InputLimits limits;
   uint64_t memoryBudget = uint64_t{2} << 30;  // --max-memory: raster bytes of all pages in flight
+  bool keepBitmaps = false;   // hand each page's 1-bit bitmap back in PageOutcome::bitmap
 };
 
 // The outcome of one page: its results, or the reason it could not be read.
@@ -24,7 +27,8 @@ struct PageOutcome {
   int page = 1;  // 1-based
   std::vector<SymbolRecord> symbols;
   std::string error;
-  std::string dumpError;  // --dump-bitmaps could not save the page (its results stand)
+  std::string dumpError;         // --dump-bitmaps could not save the page (its results stand)
+  std::vector<uint8_t> bitmap;   // the DIB the library read, with BatchOptions::keepBitmaps
 };
 
 // Called on the thread that runs RunBatch, strictly in input order.
@@ -38,6 +42,20 @@ struct BatchSink {
   // as one page); called now and then while waiting.
   std::function<void(long done, long total)> progress;
 };
+
+// Reads one decoded page: a stored DIB as it is, a raster binarised with
+// `threshold` (as BatchOptions::threshold). `dump`, when set, sees the 1-bit
+// DIB handed to the library. The CLI's pages and the Python package's
+// arrays all come here, so this is the one place where grey pixels become
+// what the library reads.
+using DibCallback = std::function<void(std::span<const uint8_t> dib)>;
+std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const DibCallback& dump = {});
+
+// Reads page `page` (0-based) of a file opened with OpenSource: the work of
+// one page task, for hosts that schedule pages themselves. fileIndex and
+// path name the page's --dump-bitmaps file.
+PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
+                     size_t fileIndex, const std::string& path, const BatchOptions& options);
 
 void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink);
 

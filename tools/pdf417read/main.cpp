@@ -7,13 +7,16 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "batch.h"
 #include "charset.h"
+#include "inspect.h"
 #include "macro_join.h"
 #include "output_format.h"
 #include "progress.h"
@@ -39,6 +42,7 @@ struct Options {
   uint64_t maxFileBytes = pdf417read::InputLimits{}.maxFileBytes;
   int maxPages = pdf417read::InputLimits{}.maxPages;
   uint64_t maxMemory = pdf417read::BatchOptions{}.memoryBudget;
+  std::string inspectDirectory;
 };
 
 // file: the name as given; page: 1-based, or 0 for a message about the file.
@@ -46,6 +50,15 @@ void PrintError(const std::string& file, int page, const std::string& reason) {
   std::string where = pdf417read::EscapeControls(file);
   if (page > 0) where.append(":").append(std::to_string(page));
   std::fprintf(stderr, "pdf417read: %s: %s\n", where.c_str(), reason.c_str());
+}
+
+// Writes a whole file; throws std::runtime_error with the system's reason.
+void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
+  std::FILE* f = std::fopen(path.c_str(), "wb");
+  if (f == nullptr) throw std::runtime_error(std::strerror(errno));
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
+  const int error = errno;
+  if (std::fclose(f) != 0 || !written) throw std::runtime_error(std::strerror(written ? errno : error));
 }
 
 }  // namespace
@@ -108,6 +121,12 @@ int main(int argc, char** argv) {
                  "pages wait for each other's memory")
       ->transform(CLI::AsSizeValue(false))
       ->type_name("SIZE");
+  app.add_option("--inspect", o.inspectDirectory,
+                 "Save a picture of every page as DIR/<n>-<name>-<page>.png: the bitmap the reader saw, "
+                 "each candidate's outline (green decoded, red not) with its index and direction, and the "
+                 "grid the reader sampled")
+      ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
+      ->type_name("DIR");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -126,6 +145,7 @@ int main(int argc, char** argv) {
   batch.limits.maxFileBytes = o.maxFileBytes;
   batch.limits.maxPages = o.maxPages;
   batch.memoryBudget = o.maxMemory;
+  batch.keepBitmaps = !o.inspectDirectory.empty();
 
   pdf417read::ProgressBar progress(!o.noProgress && isatty(STDERR_FILENO));
   const pdf417read::TextOptions text{o.charset};
@@ -144,6 +164,15 @@ int main(int argc, char** argv) {
       PrintError(origin.file, origin.showPage ? origin.page : 0, page.error);
       anyError = true;
       return;
+    }
+    if (!o.inspectDirectory.empty()) {
+      const std::string name = pdf417read::InspectFileName(f, o.files[f], page.page);
+      try {
+        WriteBytes(o.inspectDirectory + "/" + name, pdf417read::InspectPng(page.bitmap, page.symbols));
+      } catch (const std::exception& e) {
+        PrintError(name, 0, e.what());
+        anyError = true;
+      }
     }
     std::string out;
     for (size_t i = 0; i < page.symbols.size(); i++) {

@@ -88,6 +88,13 @@ std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(st
     r.errorCorrection = PDF417_GetErrorCorrectionLevel(h, i);
     r.mode = PDF417_GetMode(h, i);
     r.confidence = PDF417_GetConfidence(h, i);
+    PDF417_Geometry geometry{};
+    geometry.size = sizeof geometry;
+    if (PDF417_GetGeometry(h, i, &geometry) == 0 && geometry.rows > 0) {
+      r.grid.rows = geometry.rows;
+      r.grid.columns = geometry.columns;
+      std::copy(std::begin(geometry.outline), std::end(geometry.outline), r.grid.outline.begin());
+    }
     records.push_back(std::move(r));
   }
   return records;

@@ -27,6 +27,16 @@ struct MacroInfo {
   std::optional<std::string> fileId, fileName, sender, addressee;
 };
 
+// Where the reader sampled a result (PDF417_GetGeometry): a grid of rows x
+// codeword columns (row indicators included) inside an outline given as the
+// start side's top and bottom point (x, y), then the stop side's. rows is 0
+// for a candidate the reader gave up on before sampling.
+struct SampledGrid {
+  int32_t rows = 0;
+  int32_t columns = 0;
+  std::array<int32_t, 8> outline{};
+};
+
 // One result of PDF417_Read, copied out of the handle.
 struct SymbolRecord {
   // The data as encoded (PDF417_GetData); a result without data is a
@@ -42,6 +52,7 @@ struct SymbolRecord {
   int32_t errorCorrection = 0;
   int32_t mode = 0;
   int32_t confidence = 0;
+  SampledGrid grid;
 
   bool decoded() const { return hasData; }
 };

@@ -1,13 +1,15 @@
 // PDF intake: every page rendered at 300 dpi into a grey raster by the PDF
 // module (pdf_module.h), which is loaded on first use from next to the
-// executable (a build tree) or from PDF417READ_MODULE_DIR relative to it
-// (an installed tree). A worker keeps the document it opened last in its
+// binary this code is part of (the executable, or the Python package's
+// extension) or from PDF417READ_MODULE_DIR relative to it (an installed
+// tree). A worker keeps the document it opened last in its
 // LoadContext, so the pages of one file are not each parsed anew.
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <climits>
 #include <filesystem>
+#include <vector>
 
 #include "image_file.h"
 #include "pdf_module.h"
@@ -29,11 +31,21 @@ struct LoadedModule {
 
 LoadedModule Load() {
   LoadedModule loaded;
+  // The directory of the binary this code is part of, and of the executable.
+  std::vector<std::filesystem::path> dirs;
+  Dl_info self{};
+  if (::dladdr(reinterpret_cast<void*>(&Load), &self) != 0 && self.dli_fname != nullptr && self.dli_fname[0] != 0) {
+    dirs.push_back(std::filesystem::path(self.dli_fname).parent_path());
+  }
   char exe[PATH_MAX];
   const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe - 1);
-  const std::filesystem::path dir = n > 0 ? std::filesystem::path(std::string(exe, static_cast<size_t>(n))).parent_path()
-                                          : std::filesystem::path(".");
-  for (const auto& candidate : {dir / kModuleName, dir / PDF417READ_MODULE_DIR / kModuleName}) {
+  if (n > 0) dirs.push_back(std::filesystem::path(std::string(exe, static_cast<size_t>(n))).parent_path());
+  std::vector<std::filesystem::path> candidates;
+  for (const auto& dir : dirs) {
+    candidates.push_back(dir / kModuleName);
+    candidates.push_back(dir / PDF417READ_MODULE_DIR / kModuleName);
+  }
+  for (const auto& candidate : candidates) {
     if (!std::filesystem::exists(candidate)) continue;
     void* handle = ::dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle) {
