@@ -245,7 +245,9 @@ typedef struct PDF417_Geometry {
   int32_t columns;     /* codeword columns of that grid, the two row indicators included */
   int32_t outline[8];  /* page pixels: the start side's top and bottom corner (x, y), then the
                           stop side's, as the symbol reads; the rows run from the first
-                          point of each side to the second */
+                          point of each side to the second. The start side lies on the
+                          start pattern's outer edge, the stop side on the left edge of the
+                          stop pattern's last bar, one module inside the outer edge */
 } PDF417_Geometry;
 
 /* Fills *geometry and returns 0, or returns -1 for an index out of range, a

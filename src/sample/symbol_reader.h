@@ -29,9 +29,11 @@ struct SymbolReaderParams {
 };
 
 // Where the reader sampled a symbol, in region coordinates: the four
-// corners of its outline (the outer edges met with the top and bottom
-// lines), and the rows and codeword columns (row indicators included) of
-// its grid. All zero when the reader found no outline.
+// corners of its outline (the first and last selected bar edges, the start
+// pattern's outer edge and the left edge of the stop pattern's last bar,
+// met with the top and bottom lines), and the rows and codeword columns
+// (row indicators included) of its grid. All zero when the reader found no
+// outline.
 struct ReadingGeometry {
   Point upperLeft, lowerLeft, upperRight, lowerRight;
   int32_t rows;
