@@ -197,16 +197,22 @@ std::string DumpFileName(size_t file, const std::string& path, int page) {
 
 namespace {
 
-using Dump = std::function<void(std::span<const uint8_t> dib)>;
+// Saves a page as handed to the library (--dump-bitmaps): the BMP file is
+// made only when it is saved.
+using Dump = std::function<void(const std::function<std::vector<uint8_t>()>& bmpFile)>;
 
-// Where a grey raster becomes what the library reads: binarised (Otsu's or
-// the forced threshold) into a 1-bit DIB.
+// Where a grey raster goes to the library: as it is (PDF417_ReadGrey
+// binarises it with a local threshold, then Otsu's), or, with a forced
+// threshold, binarised here into a 1-bit DIB.
 std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const Dump& dump) {
-  const Threshold threshold = ChooseThreshold(raster, forcedThreshold);
+  if (forcedThreshold < 0 || forcedThreshold > 256) {
+    dump([&] { return GreyBmpFile(raster); });
+    return ReadGreyPixels(raster.grey.data(), raster.width, raster.height);
+  }
   return ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
-    PackDib(raster, threshold, block);
+    PackDib(raster, forcedThreshold, block);
     std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
-    dump(block);
+    dump([&] { return BmpFileFromDib(block); });
   });
 }
 
@@ -215,13 +221,13 @@ std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const
     case PageImage::Kind::StoredDib:
       return ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
         std::memcpy(block.data(), image.dib.data(), image.dib.size());
-        dump(block);
+        dump([&] { return BmpFileFromDib(block); });
       });
     case PageImage::Kind::Bits:
       return ReadPageBlock(DibSize(image.bits.width, image.bits.height), [&](std::span<uint8_t> block) {
         PackDib(image.bits, block);
         std::vector<uint8_t>().swap(image.bits.rows);
-        dump(block);
+        dump([&] { return BmpFileFromDib(block); });
       });
     case PageImage::Kind::Grey: break;
   }
@@ -232,11 +238,11 @@ PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, 
                      size_t fileIndex, const std::string& path, const BatchOptions& options) {
   PageOutcome outcome;
   outcome.page = page + 1;
-  const Dump dump = [&](std::span<const uint8_t> dib) {
+  const Dump dump = [&](const std::function<std::vector<uint8_t>()>& bmpFile) {
     if (options.dumpDirectory.empty()) return;
     const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
     try {
-      outcome.dumpError = WriteFile(name.string(), BmpFileFromDib(dib));
+      outcome.dumpError = WriteFile(name.string(), bmpFile());
     } catch (const std::bad_alloc&) {
       outcome.dumpError = "out of memory writing " + name.string();
     }
