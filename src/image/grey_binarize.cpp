@@ -39,7 +39,26 @@ BitImage* LightImage(int32_t width, int32_t height) {
   return image;
 }
 
-inline void SetDark(uint8_t* row, int32_t x) { row[x >> 3] &= static_cast<uint8_t>(~(0x80u >> (x & 7))); }
+// Packs one row's pixels as they are decided, a light one as a 1 bit, eight
+// to a byte, the leftmost pixel in the most significant bit; the bits after
+// the last pixel are light. Whole bytes are stored, without a branch on the
+// pixel's colour, which a grey picture's noise would make unpredictable.
+struct RowPacker {
+  uint8_t* out;
+  uint32_t bits = 0;
+  int32_t count = 0;
+  void Put(bool light) {
+    bits = bits << 1 | static_cast<uint32_t>(light);
+    if (++count == 8) {
+      *out++ = static_cast<uint8_t>(bits);
+      bits = 0;
+      count = 0;
+    }
+  }
+  void Finish() {
+    if (count > 0) *out = static_cast<uint8_t>(bits << (8 - count) | (0xFFu >> count));
+  }
+};
 
 }  // namespace
 
@@ -76,17 +95,34 @@ BitImage* BinarizeLocalMean(const GreyRaster& raster) {
     if (y - half - 1 >= 0) addRow(y - half - 1, -1);
     const int64_t rows = std::min(y + half, h - 1) - std::max(y - half, 0) + 1;
     const uint8_t* p = row(y);
-    uint8_t* out = image->pixels + static_cast<size_t>(y) * image->stride;
-    uint64_t sum = 0;
+    RowPacker out{image->pixels + static_cast<size_t>(y) * image->stride};
+    int64_t sum = 0;
     for (int32_t x = 0; x < std::min(half, w); ++x) sum += columnSums[x];
-    for (int32_t x = 0; x < w; ++x) {
+    // Dark when mean - p > max(levels, mean * share / 64); times the
+    // window's n pixels: n p < sum - max(levels n, sum * share / 64).
+    const auto put = [&](int32_t x, int64_t n) {
+      out.Put(n * p[x] >= sum - std::max(kFloorLevels * n, sum * kFloorShare / 64));
+    };
+    // The window is clipped on the left up to x = half, on the right from
+    // x = w - half; in between it is whole and only slides.
+    const int32_t whole = std::max(std::min(w - half, w), half + 1);
+    int32_t x = 0;
+    for (; x < std::min(half + 1, w); ++x) {
       if (x + half < w) sum += columnSums[x + half];
-      if (x - half - 1 >= 0) sum -= columnSums[x - half - 1];
-      const int64_t n = rows * (std::min(x + half, w - 1) - std::max(x - half, 0) + 1);
-      // mean - p > max(levels, mean * share / 64), times n.
-      const int64_t below = static_cast<int64_t>(sum) - n * p[x];
-      if (below > std::max(kFloorLevels * n, static_cast<int64_t>(sum) * kFloorShare / 64)) SetDark(out, x);
+      put(x, rows * (std::min(x + half, w - 1) + 1));
     }
+    const int64_t n = rows * (2 * int64_t{half} + 1);
+    for (; x < whole; ++x) {
+      sum += columnSums[x + half];
+      sum -= columnSums[x - half - 1];
+      put(x, n);
+    }
+    for (; x < w; ++x) {
+      if (x + half < w) sum += columnSums[x + half];
+      sum -= columnSums[x - half - 1];
+      put(x, rows * (std::min(x + half, w - 1) - (x - half) + 1));
+    }
+    out.Finish();
   }
   return image;
 }
@@ -117,10 +153,9 @@ BitImage* BinarizeGlobal(const GreyRaster& raster, int32_t threshold) {
   if (image == nullptr) return nullptr;
   for (int32_t y = 0; y < raster.height; ++y) {
     const uint8_t* p = raster.pixels + static_cast<size_t>(y) * raster.stride;
-    uint8_t* out = image->pixels + static_cast<size_t>(y) * image->stride;
-    for (int32_t x = 0; x < raster.width; ++x) {
-      if (p[x] < threshold) SetDark(out, x);
-    }
+    RowPacker out{image->pixels + static_cast<size_t>(y) * image->stride};
+    for (int32_t x = 0; x < raster.width; ++x) out.Put(p[x] >= threshold);
+    out.Finish();
   }
   return image;
 }
