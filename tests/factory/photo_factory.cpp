@@ -187,6 +187,12 @@ bool RenderPhoto(const PhotoOptions& o, GreyPicture* out, std::string* error) {
   return true;
 }
 
+std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold) {
+  Page page = MakePage(width, height);
+  for (size_t i = 0; i < page.dark.size() && i < grey.size(); ++i) page.dark[i] = grey[i] < threshold;
+  return ToDib(page);
+}
+
 std::vector<uint8_t> EncodeJpeg(const GreyPicture& picture, int quality) {
   jpeg_compress_struct cinfo{};
   jpeg_error_mgr jerr{};

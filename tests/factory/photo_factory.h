@@ -62,6 +62,10 @@ const char* PhotoDistortionName(PhotoDistortion kind);
 // from a generator seeded by both, so every sample is reproducible.
 PhotoOptions PhotoSample(PhotoDistortion kind, uint32_t index);
 
+// A grey raster (rows of `width` bytes) as a packed 1-bit DIB (ToDib), a
+// pixel dark when its grey value is below `threshold`.
+std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold);
+
 // The picture as a baseline JPEG file of the given quality.
 std::vector<uint8_t> EncodeJpeg(const GreyPicture& picture, int quality);
 

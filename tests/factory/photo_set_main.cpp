@@ -36,10 +36,8 @@ Outcome Read(const tf::GreyPicture& picture, bool otsu) {
     const pdf417::GreyRaster raster{picture.grey.data(), picture.width, picture.height, picture.width};
     uint64_t histogram[256];
     pdf417::CountGreyLevels(raster, histogram);
-    const int32_t threshold = pdf417::OtsuThreshold(histogram);
-    tf::Page page = tf::MakePage(picture.width, picture.height);
-    for (size_t i = 0; i < picture.grey.size(); ++i) page.dark[i] = picture.grey[i] < threshold;
-    const std::vector<uint8_t> dib = tf::ToDib(page);
+    const std::vector<uint8_t> dib =
+        tf::ThresholdedDib(picture.grey, picture.width, picture.height, pdf417::OtsuThreshold(histogram));
     PDF417_ReadDib(h, dib.data(), dib.size());
   } else {
     PDF417_ReadGrey(h, picture.grey.data(), picture.width, picture.height, picture.width);
