@@ -469,13 +469,15 @@ int main(int argc, char** argv) {
   if (zopt.enabled) {
     std::printf("ZXing: ReadBarcodes, formats PDF417, tryRotate on, tryHarder %s, binarizer %s, 8-bit grey input.\n",
                 zopt.tryHarder ? "on" : "off", zopt.fixedThreshold ? "FixedThreshold" : "LocalAverage");
-  if (grey) std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
+  if (grey) {
+    std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
+  }
   }
   std::printf("Rate: symbols whose exact bytes were returned / symbols placed. Times: median ms per page (%s).\n\n",
               gWallClock ? "wall clock" : "thread CPU time");
   std::printf("%-15s %4s %5s | %-9s %9s |", "page type", "dpi", "syms", "pdf417", "ms");
   if (zopt.enabled) std::printf(" %-9s %9s | %8s |", "zxing", "ms", "zx/ours");
-  // A grey page's results differ from the baseline's by design (it read the
+  // A grey page's results cannot match the baseline's (it read the
   // Otsu page): its rate is shown instead of the comparison.
   if (withBase) std::printf(" %9s %8s %9s", "before ms", "speedup", grey ? "before" : "same out");
   std::printf("\n");

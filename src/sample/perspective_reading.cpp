@@ -421,7 +421,9 @@ bool DecodeGrid(const BitImage& image, const Outline& o, int32_t rows, int32_t d
     reading = SymbolReading{};
     DecodeCodewordMatrix(correction, grids[0], rows, columns, reading.decoding, CorrectionStrength::kAllButTwo);
     consistent = reading.decoding.text != nullptr && reading.decoding.consistent;
-    const auto round = [](PointF p) { return Point{static_cast<int32_t>(std::lround(p.x)), static_cast<int32_t>(std::lround(p.y))}; };
+    const auto round = [](PointF p) {
+      return Point{static_cast<int32_t>(std::lround(p.x)), static_cast<int32_t>(std::lround(p.y))};
+    };
     reading.geometry = ReadingGeometry{round(at(0, 0)), round(at(0, rows)), round(at(stop + kStopModules, 0)),
                                        round(at(stop + kStopModules, rows)), rows, columns};
   }
@@ -461,7 +463,8 @@ bool ReadThroughPerspective(const SymbolReaderParams& params, CorrectionWorkspac
   const QuadMap q = SquareToQuad(o.corners);
   const PointF a = q.Apply(0, 0.5), b = q.Apply(1, 0.5);
   const double modules = std::hypot(b.x - a.x, b.y - a.y) / std::sqrt(left.unit * right.unit);
-  const int32_t measured = static_cast<int32_t>(std::lround((modules - kFixedModulesToStop) / 17.0));
+  const int32_t measured =
+      modules > 0 && modules < 1000 ? static_cast<int32_t>(std::lround((modules - kFixedModulesToStop) / 17.0)) : 0;
   const int32_t lines = std::max(left.bottom - left.top, right.bottom - right.top) + 1;
   const IndicatedSize indicated = ReadIndicators(image, o, lines);
   const int32_t rows = indicated.rows;

@@ -143,7 +143,8 @@ bool RenderPhoto(const PhotoOptions& o, GreyPicture* out, std::string* error) {
         for (int i = 0; i < kSubsamples; ++i) {
           const PointD u = toSymbol.Apply(x + (i + 0.5) / kSubsamples, y + (j + 0.5) / kSubsamples);
           if (u.x < 0 || u.x >= 1 || u.y < 0 || u.y >= 1) continue;
-          dark += symbol.modules[static_cast<size_t>(u.y * symbol.rows)][static_cast<size_t>(u.x * symbol.widthModules)];
+          const auto row = static_cast<size_t>(u.y * symbol.rows);
+          dark += symbol.modules[row][static_cast<size_t>(u.x * symbol.widthModules)];
         }
       value[static_cast<size_t>(y) * width + x] = dark / double(kSubsamples * kSubsamples);
     }
