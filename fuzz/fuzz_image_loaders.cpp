@@ -36,9 +36,8 @@ void CheckPage(const pdf417read::PageImage& page, std::span<const uint8_t> bytes
   const GreyRaster& r = page.grey;
   Require(r.width > 0 && r.height > 0);
   Require(r.grey.size() == static_cast<size_t>(r.width) * static_cast<size_t>(r.height));
-  const Threshold threshold = ChooseThreshold(r, -1);
   std::vector<uint8_t> dib(DibSize(r.width, r.height));
-  PackDib(r, threshold, dib);
+  PackDib(r, 128, dib);
 }
 
 }  // namespace

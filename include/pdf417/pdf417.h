@@ -1,9 +1,10 @@
 /*
  * pdf417.h - find and read PDF417 barcodes (ISO/IEC 15438) in scanned pages.
  *
- * The library takes one page at a time as a packed 1-bit-per-pixel
- * device-independent bitmap (DIB) and reports every probable PDF417 symbol on
- * it: its four corner points in page pixels, its decoded bytes, its direction
+ * The library takes one page at a time, as a packed 1-bit-per-pixel
+ * device-independent bitmap (DIB) or as an 8-bit grey picture
+ * (PDF417_ReadGrey), and reports every probable PDF417 symbol on it: its
+ * four corner points in page pixels, its decoded bytes, its direction
  * on the page and three figures from decoding.
  *
  * Typical use:
@@ -110,6 +111,34 @@ PDF417_API int32_t PDF417_Read(PDF417_Handle handle, PDF417_Block bitmap);
 /* As PDF417_Read, for a host that holds the packed bitmap in its own memory:
  * dib points to length bytes laid out as above. */
 PDF417_API int32_t PDF417_ReadDib(PDF417_Handle handle, const void *dib, size_t length);
+
+/* As PDF417_Read, for a grey picture (a photo, a grey scan, a screenshot):
+ * pixels points to height rows of width bytes, the top row first, each row
+ * stride bytes after the one before; a byte is a grey value, 0 black and 255
+ * white (a colour picture is handed over as its luminance). The pixels are
+ * only read, during the call; the caller keeps them.
+ *
+ * The library binarises the picture itself: first with a local threshold (a
+ * pixel is dark when it is darker than the mean of the window around it,
+ * an eighth of the picture's longer side, by more than a small contrast
+ * floor), which follows uneven light; when that gives no decoded symbol,
+ * with one global threshold (Otsu's); and when that gives none either and
+ * the picture has at most 4 megapixels, with the local threshold of the
+ * picture enlarged twice (bilinear), for modules under two pixels. The
+ * results of a later try come after the earlier ones' and never repeat a
+ * symbol they reported (an earlier candidate that a later try decodes is
+ * dropped). Each binarised picture is read exactly as PDF417_Read reads a
+ * 1-bit page of those pixels, except that a candidate none of its readings
+ * decodes is read once more through its perspective (start and stop edges
+ * not parallel, rows of changing height, as in photos). Results are
+ * reported in the picture's pixels.
+ *
+ * A NULL pixels pointer, a width or height below 1, a stride below width or
+ * stride * height above 1 GiB is refused: the read then reports no symbols
+ * and returns 0. Otherwise returns as PDF417_Read does; -1 for a NULL
+ * handle. */
+PDF417_API int32_t PDF417_ReadGrey(PDF417_Handle handle, const uint8_t *pixels, int32_t width, int32_t height,
+                                   int32_t stride);
 
 /* The number of results of the latest read (0 before any read). Every
  * candidate outline found in either pass is one result, so a page of many

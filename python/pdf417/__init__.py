@@ -141,8 +141,10 @@ def read(image, *, width: Optional[int] = None, threshold: Optional[int] = None,
         significant bit leftmost, 0 black) with width= giving the pixels per
         row.
 
-    Grey and colour pages are binarised with Otsu's threshold, or with
-    threshold (0-256: a pixel is dark when its grey value is below it).
+    Grey and colour pages go to the library as grey, which binarises them
+    itself; threshold (0-256: a pixel is dark when its grey value is below it)
+    binarises them here instead.
+
     Candidates found but not decoded are left out unless include_undecoded,
     with data None. charset is the character set of data without an ECI
     designator (an iconv name).

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "image/transforms.h"
+#include "sample/perspective_reading.h"
 #include "sample/symbol_reader.h"
 #include "support/alloc.h"
 #include "support/geometry.h"
@@ -89,10 +90,13 @@ Point ToImage(const RegionFrame& f, Point p) {
   return Point{p.x - kRegionMargin + f.boxX, p.y - kRegionMargin + f.boxY};
 }
 
-// Cuts the candidate out and reads it. Returns the reader's status, or -1
-// when the cut-out is refused or cannot be made.
-int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, SymbolReading& out,
-                   RegionFrame& frame) {
+// Cuts the candidate's box, grown by `grow` pixels of the image on every
+// side (clamped to the image), out with a light margin, inverts it, turns it
+// upright and makes the reader's parameters for it. Returns 0, -1 when the
+// cut-out is refused or cannot be made, or kReadNoEdges when the half turn
+// runs out of memory.
+int32_t CutRegion(const SymbolCandidate& candidate, const BitImage& image, int32_t grow, BitImagePtr& region,
+                  RegionFrame& frame, SymbolReaderParams& params) {
   CornerSet corners{};
   const int32_t given[8] = {candidate.x0, candidate.y0, candidate.x1, candidate.y1,
                             candidate.x2, candidate.y2, candidate.x3, candidate.y3};
@@ -105,24 +109,64 @@ int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
     minY = std::min(minY, corners.c[i + 1]);
     maxY = std::max(maxY, corners.c[i + 1]);
   }
-  BitImage* cut = nullptr;
-  if (CropRegion(image, &cut, static_cast<int32_t>(minX), static_cast<int32_t>(minY), static_cast<int32_t>(maxX),
-                 static_cast<int32_t>(maxY), kRegionMargin, true) != 0) {
-    return -1;
+  // A grown box is taken over the corners as signed numbers: an outline
+  // that reaches just past the image's border is cut out around the part
+  // inside it.
+  int32_t x1 = static_cast<int32_t>(minX), y1 = static_cast<int32_t>(minY);
+  int32_t x2 = static_cast<int32_t>(maxX), y2 = static_cast<int32_t>(maxY);
+  if (grow > 0) {
+    x1 = std::min({given[0], given[2], given[4], given[6]}), x2 = std::max({given[0], given[2], given[4], given[6]});
+    y1 = std::min({given[1], given[3], given[5], given[7]}), y2 = std::max({given[1], given[3], given[5], given[7]});
+    x1 = Sub32(x1, grow), y1 = Sub32(y1, grow), x2 = Add32(x2, grow), y2 = Add32(y2, grow);
   }
-  BitImagePtr region(cut);
+  BitImage* cut = nullptr;
+  if (CropRegion(image, &cut, x1, y1, x2, y2, kRegionMargin, true) != 0) return -1;
+  region.reset(cut);
   // CropRegion orders the box's corners and clamps them to the image.
-  frame = RegionFrame{std::max(std::min(static_cast<int32_t>(minX), static_cast<int32_t>(maxX)), 0),
-                      std::max(std::min(static_cast<int32_t>(minY), static_cast<int32_t>(maxY)), 0),
-                      candidate.orientation != 1, region->width, region->rowCount};
+  frame = RegionFrame{std::max(std::min(x1, x2), 0), std::max(std::min(y1, y2), 0), candidate.orientation != 1,
+                      region->width, region->rowCount};
   InvertBitImage(*region);
-  ShiftCorners(corners, kRegionMargin);
+  if (grow > 0) {
+    for (int i = 0; i < 8; i += 2) {
+      corners.c[i] = static_cast<uint32_t>(Add32(Sub32(given[i], frame.boxX), kRegionMargin));
+      corners.c[i + 1] = static_cast<uint32_t>(Add32(Sub32(given[i + 1], frame.boxY), kRegionMargin));
+    }
+  } else {
+    ShiftCorners(corners, kRegionMargin);
+  }
   if (candidate.orientation != 1) {
     TurnCorners180(corners, region->width, region->rowCount);
     if (RotateHalfTurn(*region) != 0) return kReadNoEdges;
   }
   const double angle = DirectionDegrees(Point{candidate.x0, candidate.y0}, Point{candidate.x2, candidate.y2});
-  return ReadSymbol(ctx.sampling, ctx.correction, MakeParams(corners, candidate, angle, *region), out);
+  params = MakeParams(corners, candidate, angle, *region);
+  return 0;
+}
+
+// Cuts the candidate out and reads it. Returns the reader's status, or -1
+// when the cut-out is refused or cannot be made. On a grey page, when no
+// reading by traced edges decodes consistently, the symbol is read once
+// more through its perspective, in a cut-out grown by a quarter of the candidate's height
+// and more: the detector finds the ends of the edges only to its row step,
+// and that reading looks for them itself.
+int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, SymbolReading& out,
+                   RegionFrame& frame) {
+  BitImagePtr region;
+  SymbolReaderParams params{};
+  int32_t status = CutRegion(candidate, image, 0, region, frame, params);
+  if (status != 0) return status;
+  status = ReadSymbol(ctx.sampling, ctx.correction, params, out);
+  if (!ctx.greyPage || (status == 0 && out.decoding.text != nullptr && out.decoding.consistent)) return status;
+  const int32_t height = std::max({candidate.y0, candidate.y1, candidate.y2, candidate.y3}) -
+                         std::min({candidate.y0, candidate.y1, candidate.y2, candidate.y3});
+  BitImagePtr wide;
+  RegionFrame wideFrame{};
+  if (CutRegion(candidate, image, 24 + std::clamp(height, 0, 1 << 20) / 4, wide, wideFrame, params) == 0 &&
+      ReadThroughPerspective(params, ctx.correction, out)) {
+    frame = wideFrame;
+    return 0;
+  }
+  return status;
 }
 
 // A point of the pass's image as a page point.

@@ -16,6 +16,10 @@ struct ReadContext {
   CorrectionWorkspace correction;
   ResultList results;  // the direct pass's records, then the turned pass's
   ResultList extras;   // what the further searches of both passes found
+  // The page came as a grey picture (PDF417_ReadGrey): a candidate that no
+  // reading by traced edges decodes is also read through its perspective,
+  // as photographed symbols need. 1-bit pages are read as they always were.
+  bool greyPage;
 };
 
 }  // namespace pdf417

@@ -38,20 +38,6 @@ bool Overlap(const Box& a, const Box& b) {
 
 bool Decoded(const SymbolResult& r) { return r.data.store != nullptr; }
 
-// Whether list already holds r's symbol: the same data where r lies.
-bool AlreadyReported(const ResultList& list, const SymbolResult& r) {
-  const Box box = BoxOf(r.corners);
-  for (int32_t i = 0; i < list.count; ++i) {
-    const SymbolResult& o = list.records[i];
-    if (Decoded(o) && o.data.dataLength == r.data.dataLength &&
-        std::memcmp(o.data.store, r.data.store, static_cast<size_t>(r.data.dataLength)) == 0 &&
-        Overlap(BoxOf(o.corners), box)) {
-      return true;
-    }
-  }
-  return false;
-}
-
 // The outlines of the symbols a pass has decoded so far: pattern hits inside
 // them need no further look, and further candidates there are not read.
 struct Covered {
@@ -180,6 +166,22 @@ int32_t SearchFurther(ReadContext& ctx, const BitImage& image, PassFrame frame, 
 
 }  // namespace
 
+bool CornersOverlap(const SymbolResult& a, const SymbolResult& b) {
+  return Overlap(BoxOf(a.corners), BoxOf(b.corners));
+}
+
+bool AlreadyReported(const ResultList& list, const SymbolResult& r) {
+  for (int32_t i = 0; i < list.count; ++i) {
+    const SymbolResult& o = list.records[i];
+    if (Decoded(o) && o.data.dataLength == r.data.dataLength &&
+        std::memcmp(o.data.store, r.data.store, static_cast<size_t>(r.data.dataLength)) == 0 &&
+        CornersOverlap(o, r)) {
+      return true;
+    }
+  }
+  return false;
+}
+
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame) {
   CandidateListOwner candidates;
   DetectSymbols(ctx.detection, image, candidates.list);  // its status is not needed: count says it all
@@ -192,27 +194,18 @@ int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame) {
   return SearchFurther(ctx, image, frame, candidates.list, first);
 }
 
-int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {
-  FreeResults(handle.results);
-  Owned<ReadContext> ctx(AllocArray<ReadContext>(1));
-  // Without its work areas the read finds nothing; the handle reports 0.
-  if (!ctx) return 0;
-  // One bit image serves both passes: the turned pass turns it in place.
-  BitImagePtr image(LoadBitImage(dib, length));
-  int32_t status = 0;
-  if (image) {
-    status = RunPass(*ctx, *image, PassFrame::kDirect);
-    // When the turn runs out of memory the turned pass reports nothing:
-    // searching the unturned page again would only repeat the direct pass's
-    // finds under the wrong directions.
-    if (status == 0 && RotateQuarterTurn(*image) == 0) status = RunPass(*ctx, *image, PassFrame::kTurned);
-  }
+int32_t ReadBothPasses(ReadContext& ctx, BitImage& image) {
+  int32_t status = RunPass(ctx, image, PassFrame::kDirect);
+  // When the turn runs out of memory the turned pass reports nothing:
+  // searching the unturned page again would only repeat the direct pass's
+  // finds under the wrong directions.
+  if (status == 0 && RotateQuarterTurn(image) == 0) status = RunPass(ctx, image, PassFrame::kTurned);
   // What the further searches found comes after every candidate of the two
   // passes, each symbol once.
-  for (int32_t i = 0; i < ctx->extras.count && status == 0; ++i) {
-    SymbolResult& extra = ctx->extras.records[i];
-    if (AlreadyReported(ctx->results, extra)) continue;
-    SymbolResult* record = AppendResult(ctx->results);
+  for (int32_t i = 0; i < ctx.extras.count && status == 0; ++i) {
+    SymbolResult& extra = ctx.extras.records[i];
+    if (AlreadyReported(ctx.results, extra)) continue;
+    SymbolResult* record = AppendResult(ctx.results);
     if (record == nullptr) {
       status = -1;
       break;
@@ -220,14 +213,28 @@ int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {
     *record = extra;
     extra.data = DecodedData{};
   }
-  FreeResults(ctx->extras);
+  FreeResults(ctx.extras);
+  return status;
+}
+
+int32_t HandOver(PDF417_Reader& handle, ReadContext& ctx, int32_t status) {
   if (status != 0) {
-    FreeResults(ctx->results);
+    FreeResults(ctx.results);
     return -1;
   }
-  handle.results = ctx->results;
-  ctx->results = ResultList{};
+  handle.results = ctx.results;
+  ctx.results = ResultList{};
   return 0;
+}
+
+int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {
+  FreeResults(handle.results);
+  Owned<ReadContext> ctx(AllocArray<ReadContext>(1));
+  // Without its work areas the read finds nothing; the handle reports 0.
+  if (!ctx) return 0;
+  // One bit image serves both passes: the turned pass turns it in place.
+  BitImagePtr image(LoadBitImage(dib, length));
+  return HandOver(handle, *ctx, image ? ReadBothPasses(*ctx, *image) : 0);
 }
 
 }  // namespace pdf417

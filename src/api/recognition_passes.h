@@ -12,10 +12,27 @@
 namespace pdf417 {
 
 // Detects the symbols of image and appends one record per candidate to
-// ctx.results; then searches for small symbols (see detect/band_search.h),
-// whose decoded finds go to ctx.extras. Returns 0, or -1 when a record
-// cannot be stored.
+// ctx.results; then the further searches (small symbols, see
+// detect/band_search.h; on a noisy page all again without its lone
+// pixels), whose decoded finds go to ctx.extras. Returns 0, or -1 when a
+// record cannot be stored.
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
+
+// Both passes over image (the second turns it in place a quarter turn) and
+// the further searches' finds after them, each symbol once, all appended to
+// ctx.results. Returns 0, or -1 when a record cannot be stored.
+int32_t ReadBothPasses(ReadContext& ctx, BitImage& image);
+
+// Hands ctx.results over to the handle (whose results the caller released)
+// when status is 0 and returns 0; otherwise releases them and returns -1.
+int32_t HandOver(PDF417_Reader& handle, ReadContext& ctx, int32_t status);
+
+// Whether the boxes around the corners of two records overlap.
+bool CornersOverlap(const SymbolResult& a, const SymbolResult& b);
+
+// Whether list already holds r's symbol: a decoded record with the same data
+// whose box overlaps r's.
+bool AlreadyReported(const ResultList& list, const SymbolResult& r);
 
 // Both passes over the bitmap (a packed 1-bit DIB of `length` bytes) and the
 // hand-over into the handle, whose earlier results are released first.

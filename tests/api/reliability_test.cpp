@@ -71,16 +71,22 @@ struct SweepCount {
 // Fails the 1st, 2nd, ... allocation of a read in turn (only that one, or
 // that one and every later one) until a read completes without reaching the
 // failure point. The first `dense` points are all tested, later ones every
-// stride-th.
-SweepCount SweepAllocationFailures(const TestPage& p, bool failOnly, long dense, long stride) {
+// stride-th. A grey read takes the page in grey (ink 50, paper 200).
+SweepCount SweepAllocationFailures(const TestPage& p, bool failOnly, long dense, long stride, bool grey) {
   const std::vector<uint8_t> dib = ToDib(p.page);
+  std::vector<uint8_t> pixels(p.page.dark.size());
+  for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = p.page.dark[i] ? 50 : 200;
+  const auto read = [&](PDF417_Handle h) {
+    return grey ? PDF417_ReadGrey(h, pixels.data(), p.page.width, p.page.height, p.page.width)
+                : PDF417_ReadDib(h, dib.data(), dib.size());
+  };
   SweepCount count;
   alloc_testing::Reset();
   {
     const long live = alloc_testing::Live();
     PDF417_Handle h = PDF417_Init();
     alloc_testing::Reset();
-    EXPECT_EQ(PDF417_ReadDib(h, dib.data(), dib.size()), 0);
+    EXPECT_EQ(read(h), 0);
     count.allocations = alloc_testing::Attempts();
     PDF417_Done(h);
     EXPECT_EQ(alloc_testing::Live(), live);
@@ -92,7 +98,7 @@ SweepCount SweepAllocationFailures(const TestPage& p, bool failOnly, long dense,
     EXPECT_NE(h, nullptr);
     if (h == nullptr) break;
     failOnly ? alloc_testing::FailOnly(n) : alloc_testing::FailFrom(n);
-    const int32_t status = PDF417_ReadDib(h, dib.data(), dib.size());
+    const int32_t status = read(h);
     const long attempts = alloc_testing::Attempts();
     alloc_testing::Reset();
     if (attempts < n) {  // the read never reached the failure point
@@ -118,19 +124,27 @@ SweepCount SweepAllocationFailures(const TestPage& p, bool failOnly, long dense,
 struct SweepCase {
   const char* name;
   TestPage (*make)();
+  bool grey = false;  // through PDF417_ReadGrey
 };
 void PrintTo(const SweepCase& c, std::ostream* os) { *os << c.name; }
 
 class AllocationFailure : public ::testing::TestWithParam<SweepCase> {};
 
+std::string SweepName(const ::testing::TestParamInfo<SweepCase>& info) {
+  static const char* const kNames[] = {"OneSymbol", "ThreeMixed", "Undecodable", "UndecodableGrey"};
+  return kNames[info.index];
+}
+
 TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
   const TestPage p = GetParam().make();
   // Every point of both kinds in the long run. By default every point of
   // FailOnly up to the first 300 and every 7th after, every 7th of FailFrom
-  // (which differs from FailOnly only after the first failure).
-  const long stride = LongTests() ? 1 : 7;
-  const SweepCount only = SweepAllocationFailures(p, true, 300, stride);
-  const SweepCount from = SweepAllocationFailures(p, false, 0, stride);
+  // (which differs from FailOnly only after the first failure); of a grey
+  // read, three tries over a picture twice as large in the end, every 61st.
+  const bool grey = GetParam().grey;
+  const long stride = LongTests() ? 1 : grey ? 61 : 7;
+  const SweepCount only = SweepAllocationFailures(p, true, grey ? 0 : 300, stride, grey);
+  const SweepCount from = SweepAllocationFailures(p, false, 0, stride, grey);
   std::printf("%s: %ld allocations per read; %ld FailOnly and %ld FailFrom failure points exercised\n",
               GetParam().name, only.allocations, only.points, from.points);
   EXPECT_GT(only.points, 0);
@@ -139,11 +153,11 @@ TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
 INSTANTIATE_TEST_SUITE_P(Pages, AllocationFailure,
                          ::testing::Values(SweepCase{"one symbol", OneSymbolPage},
                                            SweepCase{"three symbols, mixed directions", ThreeSymbolsMixedPage},
-                                           SweepCase{"undecodable symbol", UndecodableSymbolPage}),
-                         [](const auto& info) {
-                           return std::string(info.index == 0 ? "OneSymbol" : info.index == 1 ? "ThreeMixed"
-                                                                                             : "Undecodable");
-                         });
+                                           SweepCase{"undecodable symbol", UndecodableSymbolPage},
+                                           // Every try of the grey read, and the reading through the
+                                           // perspective of the candidate none of them decodes.
+                                           SweepCase{"undecodable symbol, grey", UndecodableSymbolPage, true}),
+                         SweepName);
 
 TEST(AllocationFailure, UndecodablePageStillReportsItsCandidate) {
   const TestPage p = UndecodableSymbolPage();

@@ -93,27 +93,58 @@ void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-pdf417::testing::Page ReadDumpedBitmap(const std::string& path) {
-  const std::vector<uint8_t> b = ReadBytes(path);
-  pdf417::testing::Page page;
-  if (b.size() < 62 || b[0] != 'B' || b[1] != 'M' || Le(b, 14, 4) != 40 || Le(b, 28, 2) != 1) {
-    ADD_FAILURE() << path << " is not a 1-bit BMP with a 40-byte header";
-    return page;
+namespace {
+
+// A saved page's header: width, height, bits per pixel and where its
+// bottom-up rows of `stride` bytes start; false (and a test failure) for a
+// file that is not a BMP of 1 or 8 bits with a 40-byte header.
+struct DumpedBmp {
+  std::vector<uint8_t> b;
+  int width = 0, height = 0, bits = 0;
+  size_t stride = 0, offset = 0;
+  const uint8_t* Row(int y) const { return b.data() + offset + (height - 1 - y) * stride; }
+};
+
+bool ReadDumped(const std::string& path, DumpedBmp* d) {
+  d->b = ReadBytes(path);
+  const std::vector<uint8_t>& b = d->b;
+  if (b.size() < 62 || b[0] != 'B' || b[1] != 'M' || Le(b, 14, 4) != 40 || (Le(b, 28, 2) != 1 && Le(b, 28, 2) != 8)) {
+    ADD_FAILURE() << path << " is not a 1-bit or 8-bit BMP with a 40-byte header";
+    return false;
   }
-  const int width = static_cast<int>(Le(b, 18, 4)), height = static_cast<int>(Le(b, 22, 4));
-  const size_t stride = (static_cast<size_t>(width) + 31) / 32 * 4, offset = Le(b, 10, 4);
-  if (width <= 0 || height <= 0 || b.size() < offset + stride * height) {
+  d->width = static_cast<int>(Le(b, 18, 4)), d->height = static_cast<int>(Le(b, 22, 4));
+  d->bits = static_cast<int>(Le(b, 28, 2));
+  d->stride = (static_cast<size_t>(d->width) * d->bits + 31) / 32 * 4, d->offset = Le(b, 10, 4);
+  if (d->width <= 0 || d->height <= 0 || b.size() < d->offset + d->stride * d->height) {
     ADD_FAILURE() << path << " is damaged";
-    return page;
+    return false;
   }
-  // The library's rule: the blue byte of colour 0 alone says which bit is dark.
-  const int darkBit = b[54] == 0 ? 0 : 1;
-  page = pdf417::testing::MakePage(width, height);
-  for (int y = 0; y < height; y++) {
-    const uint8_t* row = b.data() + offset + (height - 1 - y) * stride;
-    for (int x = 0; x < width; x++) page.at(x, y) = ((row[x >> 3] >> (7 - (x & 7))) & 1) == darkBit;
+  return true;
+}
+
+}  // namespace
+
+pdf417::testing::Page ReadDumpedBitmap(const std::string& path) {
+  DumpedBmp d;
+  if (!ReadDumped(path, &d)) return pdf417::testing::Page{};
+  // The library's rule: the blue byte of colour 0 alone says which bit is
+  // dark. A grey page's pixel is dark below mid grey.
+  const int darkBit = d.b[54] == 0 ? 0 : 1;
+  pdf417::testing::Page page = pdf417::testing::MakePage(d.width, d.height);
+  for (int y = 0; y < d.height; y++) {
+    const uint8_t* row = d.Row(y);
+    for (int x = 0; x < d.width; x++)
+      page.at(x, y) = d.bits == 8 ? row[x] < 128 : ((row[x >> 3] >> (7 - (x & 7))) & 1) == darkBit;
   }
   return page;
+}
+
+std::vector<uint8_t> ReadDumpedGrey(const std::string& path) {
+  DumpedBmp d;
+  if (!ReadDumped(path, &d) || d.bits != 8) return {};
+  std::vector<uint8_t> grey;
+  for (int y = 0; y < d.height; y++) grey.insert(grey.end(), d.Row(y), d.Row(y) + d.width);
+  return grey;
 }
 
 bool SamePixels(const pdf417::testing::Page& a, const pdf417::testing::Page& b) {

@@ -39,9 +39,12 @@ class TempDir {
 std::vector<uint8_t> ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 
-// A 1-bit BMP as pdf417read dumps it, read back as one byte per pixel
+// A page as pdf417read dumps it (a 1-bit BMP, or an 8-bit grey one whose
+// pixels below mid grey count as dark), read back as one byte per pixel
 // (1 = dark, row 0 at the top). Fails the test when it is not such a file.
 pdf417::testing::Page ReadDumpedBitmap(const std::string& path);
+// The grey values of a grey page saved by --dump-bitmaps, top row first.
+std::vector<uint8_t> ReadDumpedGrey(const std::string& path);
 
 // Whether two pages have the same size and the same dark pixels.
 bool SamePixels(const pdf417::testing::Page& a, const pdf417::testing::Page& b);

@@ -1,6 +1,6 @@
-// Every input format pdf417read reads but PDF: the 1-bit page it hands to
-// the library (saved with --dump-bitmaps) must be exactly the page that was
-// written. The CliDecode tests check decoded text (and PDF, which poppler
+// Every input format pdf417read reads but PDF: the page it hands to the
+// library (saved with --dump-bitmaps; grey and colour pages as grey ones)
+// must be exactly the page that was written. The CliDecode tests check decoded text (and PDF, which poppler
 // renders with antialiased edges).
 #include <gtest/gtest.h>
 

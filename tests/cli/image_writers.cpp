@@ -315,12 +315,8 @@ std::vector<uint8_t> MakeJpeg(const Page& page, JpegKind kind, bool progressive)
 }
 
 std::vector<uint8_t> MakePdf(const std::vector<Page>& pages) {
-  std::string pdf = "%PDF-1.4\n";
-  std::vector<size_t> offsets;  // of objects 1, 2, ...
-  auto object = [&](const std::string& body) {
-    offsets.push_back(pdf.size());
-    pdf += std::to_string(offsets.size()) + " 0 obj\n" + body + "\nendobj\n";
-  };
+  std::vector<std::string> objects;
+  auto object = [&](const std::string& body) { objects.push_back(body); };
   std::string kids;
   for (size_t i = 0; i < pages.size(); i++) kids += std::to_string(3 + 3 * i) + " 0 R ";
   object("<< /Type /Catalog /Pages 2 0 R >>");
@@ -346,15 +342,7 @@ std::vector<uint8_t> MakePdf(const std::vector<Page>& pages) {
     const std::string content = "q " + scale + " 0 0 cm /Im Do Q";
     object("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
   }
-  const size_t xref = pdf.size();
-  pdf += "xref\n0 " + std::to_string(offsets.size() + 1) + "\n0000000000 65535 f \n";
-  for (size_t at : offsets) {
-    char entry[32];
-    std::snprintf(entry, sizeof entry, "%010zu 00000 n \n", at);
-    pdf += entry;
-  }
-  pdf += "trailer\n<< /Size " + std::to_string(offsets.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
-         std::to_string(xref) + "\n%%EOF\n";
+  const std::string pdf = pdf417::testing::PdfDocument(objects);
   return std::vector<uint8_t>(pdf.begin(), pdf.end());
 }
 

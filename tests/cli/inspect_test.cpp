@@ -1,9 +1,11 @@
 // --inspect draws the grid the reader sampled where the symbol's rows and
-// codeword columns really are (as the page factory placed them).
+// codeword columns really are (as the page factory placed them), over a
+// two-level page and over a grey one (which the library binarises itself).
 #include <gtest/gtest.h>
 
 #include "cli_harness.h"
 #include "image_file.h"
+#include "image_writers.h"
 
 namespace cli_test {
 namespace {
@@ -21,8 +23,17 @@ TEST(Inspect, GridLinesFallOnTheSymbolsRowAndColumnBoundaries) {
     options.columns = 3;
     options.rowHeight = 4;
     ASSERT_TRUE(pdf417::testing::PlaceSymbol(page, options, 300, 300, direction, 2.0));
-    ASSERT_TRUE(pdf417::testing::WriteBmp(page, dir.path("page.bmp")));
-    const RunResult r = RunCli({"--inspect", dir.dir().string(), dir.path("page.bmp")});
+    // Odd directions as a grey PNG: grey paper, dark grey ink.
+    const bool grey = direction % 2 == 1;
+    const std::string file = dir.path(grey ? "page.png" : "page.bmp");
+    if (grey) {
+      std::vector<uint8_t> pixels(page.dark.size());
+      for (size_t i = 0; i < pixels.size(); i++) pixels[i] = page.dark[i] ? 60 : 200;
+      ASSERT_TRUE(WriteGreyPng(file, page.width, page.height, pixels));
+    } else {
+      ASSERT_TRUE(pdf417::testing::WriteBmp(page, file));
+    }
+    const RunResult r = RunCli({"--inspect", dir.dir().string(), file});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const std::vector<uint8_t> png = ReadBytes(dir.path("1-page-1.png"));
     pdf417read::LoadContext context;

@@ -94,6 +94,10 @@ void AddSaltAndPepper(Page& page, double fraction, uint32_t seed, bool wholePage
 // makes entry 0 white and stores dark as bit 1.
 std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark = true);
 
+// A PDF file of the given objects, numbered 1, 2, ... in order (object 1 the
+// catalog), with its cross-reference table and trailer.
+std::string PdfDocument(const std::vector<std::string>& objects);
+
 // BMP file (14-byte file header + DIB) for tools and the bundled sample.
 std::vector<uint8_t> ToBmpFile(const Page& page);
 bool WriteBmp(const Page& page, const std::string& path);

@@ -193,31 +193,35 @@ std::string DumpFileName(size_t file, const std::string& path, int page) {
 
 namespace {
 
-// Where a grey raster becomes what the library reads: binarised (Otsu's or
-// the forced threshold) into a 1-bit DIB.
-std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const DibCallback& dump) {
-  const Threshold threshold = ChooseThreshold(raster, forcedThreshold);
+// Where a grey raster goes to the library: as it is (PDF417_ReadGrey
+// binarises it with a local threshold, then Otsu's), or, with a forced
+// threshold, binarised here into a 1-bit DIB.
+std::vector<SymbolRecord> ReadGreyPage(GreyRaster& raster, int forcedThreshold, const Dump& dump) {
+  if (forcedThreshold < 0 || forcedThreshold > 256) {
+    if (dump) dump([&] { return GreyBmpFile(raster); });
+    return ReadGreyPixels(raster.grey.data(), raster.width, raster.height);
+  }
   return ReadPageBlock(DibSize(raster.width, raster.height), [&](std::span<uint8_t> block) {
-    PackDib(raster, threshold, block);
+    PackDib(raster, forcedThreshold, block);
     std::vector<uint8_t>().swap(raster.grey);  // not needed while the library reads
-    if (dump) dump(block);
+    if (dump) dump([&] { return BmpFileFromDib(block); });
   });
 }
 
 }  // namespace
 
-std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const DibCallback& dump) {
+std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const Dump& dump) {
   switch (image.kind) {
     case PageImage::Kind::StoredDib:
       return ReadPageBlock(image.dib.size(), [&](std::span<uint8_t> block) {
         std::memcpy(block.data(), image.dib.data(), image.dib.size());
-        if (dump) dump(block);
+        if (dump) dump([&] { return BmpFileFromDib(block); });
       });
     case PageImage::Kind::Bits:
       return ReadPageBlock(DibSize(image.bits.width, image.bits.height), [&](std::span<uint8_t> block) {
         PackDib(image.bits, block);
         std::vector<uint8_t>().swap(image.bits.rows);
-        if (dump) dump(block);
+        if (dump) dump([&] { return BmpFileFromDib(block); });
       });
     case PageImage::Kind::Grey: break;
   }
@@ -228,12 +232,12 @@ PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, 
                      size_t fileIndex, const std::string& path, const BatchOptions& options) {
   PageOutcome outcome;
   outcome.page = page + 1;
-  const DibCallback dump = [&](std::span<const uint8_t> dib) {
-    if (options.keepBitmaps) outcome.bitmap.assign(dib.begin(), dib.end());
+  const Dump dump = [&](const std::function<std::vector<uint8_t>()>& bmpFile) {
+    if (options.keepBitmaps) outcome.bitmap = bmpFile();
     if (options.dumpDirectory.empty()) return;
     const auto name = std::filesystem::path(options.dumpDirectory) / DumpFileName(fileIndex, path, page + 1);
     try {
-      outcome.dumpError = WriteFile(name.string(), BmpFileFromDib(dib));
+      outcome.dumpError = WriteFile(name.string(), options.keepBitmaps ? outcome.bitmap : bmpFile());
     } catch (const std::bad_alloc&) {
       outcome.dumpError = "out of memory writing " + name.string();
     }

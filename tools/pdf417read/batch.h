@@ -15,11 +15,11 @@ namespace pdf417read {
 
 struct BatchOptions {
   int jobs = 1;               // worker threads (at least 1)
-  int threshold = -1;         // forced grey threshold 0..256, or -1 for Otsu
+  int threshold = -1;         // forced grey threshold 0..256, or -1: grey pages go to the library as grey
   std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
   InputLimits limits;
   uint64_t memoryBudget = uint64_t{2} << 30;  // --max-memory: raster bytes of all pages in flight
-  bool keepBitmaps = false;   // hand each page's 1-bit bitmap back in PageOutcome::bitmap
+  bool keepBitmaps = false;   // hand each page's bitmap back in PageOutcome::bitmap
 };
 
 // The outcome of one page: its results, or the reason it could not be read.
@@ -28,7 +28,7 @@ struct PageOutcome {
   std::vector<SymbolRecord> symbols;
   std::string error;
   std::string dumpError;         // --dump-bitmaps could not save the page (its results stand)
-  std::vector<uint8_t> bitmap;   // the DIB the library read, with BatchOptions::keepBitmaps
+  std::vector<uint8_t> bitmap;   // BMP file of what the library read, with BatchOptions::keepBitmaps
 };
 
 // Called on the thread that runs RunBatch, strictly in input order.
@@ -43,13 +43,15 @@ struct BatchSink {
   std::function<void(long done, long total)> progress;
 };
 
-// Reads one decoded page: a stored DIB as it is, a raster binarised with
-// `threshold` (as BatchOptions::threshold). `dump`, when set, sees the 1-bit
-// DIB handed to the library. The CLI's pages and the Python package's
-// arrays all come here, so this is the one place where grey pixels become
-// what the library reads.
-using DibCallback = std::function<void(std::span<const uint8_t> dib)>;
-std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const DibCallback& dump = {});
+// Reads one decoded page: a stored DIB or 1-bit raster as it is; a grey
+// raster as grey pixels (the library binarises it with a local threshold,
+// then Otsu's), or, with a forced `threshold` 0..256, binarised here into a
+// 1-bit DIB. `dump`, when set, is handed a maker of the BMP file of what the
+// library read (a 1-bit or an 8-bit grey BMP); the file is made only when
+// asked for. The CLI's pages and the Python package's arrays all come here,
+// so this is the one place where pixels become what the library reads.
+using Dump = std::function<void(const std::function<std::vector<uint8_t>()>& bmpFile)>;
+std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const Dump& dump = {});
 
 // Reads page `page` (0-based) of a file opened with OpenSource: the work of
 // one page task, for hosts that schedule pages themselves. fileIndex and

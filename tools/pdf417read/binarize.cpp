@@ -32,40 +32,6 @@ void WriteHeader(uint8_t* d, int width, int height, int darkBit) {
 
 }  // namespace
 
-std::array<uint64_t, 256> GreyHistogram(const GreyRaster& raster) {
-  std::array<uint64_t, 256> h{};
-  for (uint8_t v : raster.grey) h[v]++;
-  return h;
-}
-
-Threshold OtsuThreshold(const std::array<uint64_t, 256>& histogram) {
-  double total = 0, sum = 0;
-  for (int v = 0; v < 256; v++) {
-    total += static_cast<double>(histogram[v]);
-    sum += static_cast<double>(v) * static_cast<double>(histogram[v]);
-  }
-  double darkCount = 0, darkSum = 0, best = 0;
-  Threshold bestT = 128;
-  for (int t = 1; t < 256; t++) {  // dark class [0, t)
-    darkCount += static_cast<double>(histogram[t - 1]);
-    darkSum += static_cast<double>(t - 1) * static_cast<double>(histogram[t - 1]);
-    const double lightCount = total - darkCount;
-    if (darkCount == 0 || lightCount == 0) continue;
-    const double diff = darkSum / darkCount - (sum - darkSum) / lightCount;
-    const double variance = darkCount * lightCount * diff * diff;
-    if (variance > best) {
-      best = variance;
-      bestT = t;
-    }
-  }
-  return bestT;
-}
-
-Threshold ChooseThreshold(const GreyRaster& raster, int forced) {
-  if (forced >= 0 && forced <= 256) return forced;
-  return OtsuThreshold(GreyHistogram(raster));
-}
-
 size_t DibSize(int width, int height) { return 48 + DibStride(width) * static_cast<size_t>(height); }
 
 void PackDib(const GreyRaster& r, Threshold threshold, std::span<uint8_t> out) {
@@ -88,13 +54,43 @@ void PackDib(const BitRaster& r, std::span<uint8_t> out) {
     std::memcpy(out.data() + 48 + static_cast<size_t>(r.height - 1 - y) * stride, r.rows.data() + y * stride, stride);
 }
 
-std::vector<uint8_t> BmpFileFromDib(std::span<const uint8_t> dib) {
-  std::vector<uint8_t> file(14 + dib.size());
+namespace {
+
+// A BMP file of `pixelOffset` bytes before its pixel rows, file header
+// filled in; the caller writes the rest.
+std::vector<uint8_t> BmpFile(size_t bytes, uint32_t pixelOffset) {
+  std::vector<uint8_t> file(bytes);
   file[0] = 'B';
   file[1] = 'M';
   Put32(&file[2], static_cast<uint32_t>(file.size()));
-  Put32(&file[10], 14 + 48);
+  Put32(&file[10], pixelOffset);
+  return file;
+}
+
+}  // namespace
+
+std::vector<uint8_t> BmpFileFromDib(std::span<const uint8_t> dib) {
+  std::vector<uint8_t> file = BmpFile(14 + dib.size(), 14 + 48);
   std::memcpy(file.data() + 14, dib.data(), dib.size());
+  return file;
+}
+
+std::vector<uint8_t> GreyBmpFile(const GreyRaster& r) {
+  const size_t stride = (static_cast<size_t>(r.width) + 3) / 4 * 4;
+  constexpr uint32_t kRows = 14 + 40 + 4 * 256;
+  std::vector<uint8_t> file = BmpFile(kRows + stride * static_cast<size_t>(r.height), kRows);
+  uint8_t* d = file.data() + 14;
+  Put32(d, 40);
+  Put32(d + 4, static_cast<uint32_t>(r.width));
+  Put32(d + 8, static_cast<uint32_t>(r.height));
+  Put16(d + 12, 1);
+  Put16(d + 14, 8);
+  Put32(d + 20, static_cast<uint32_t>(stride * static_cast<size_t>(r.height)));
+  Put32(d + 32, 256);
+  for (uint32_t v = 0; v < 256; v++) Put32(d + 40 + 4 * v, v * 0x010101u);
+  for (int y = 0; y < r.height; y++)
+    std::memcpy(file.data() + kRows + static_cast<size_t>(r.height - 1 - y) * stride,
+                r.grey.data() + static_cast<size_t>(y) * r.width, static_cast<size_t>(r.width));
   return file;
 }
 

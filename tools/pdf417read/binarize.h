@@ -1,7 +1,7 @@
-// Binarisation of grey pages and packing into the library's 1-bit DIB.
+// Grey pages binarised with a forced threshold, two-level pages packed into
+// the library's 1-bit DIB, and the BMP files --dump-bitmaps writes.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -13,19 +13,6 @@ namespace pdf417read {
 // Pixels with a grey value below the threshold are dark. 0 leaves every pixel
 // light and 256 makes every pixel dark.
 using Threshold = int;
-
-std::array<uint64_t, 256> GreyHistogram(const GreyRaster& raster);
-
-// Otsu's threshold: the split of the histogram into a dark class [0, t) and a
-// light class [t, 255] with the largest between-class variance; of equal
-// variances the lowest t wins. A histogram with a single level (or none) has
-// no split: 128 is returned so a blank white page stays white and an all-dark
-// one dark.
-Threshold OtsuThreshold(const std::array<uint64_t, 256>& histogram);
-
-// The threshold to use for a raster: `forced` when it is in 0..256,
-// otherwise Otsu's.
-Threshold ChooseThreshold(const GreyRaster& raster, int forced);
 
 // Bytes of a packed 1-bit DIB of this size: 40-byte header, two colour table
 // entries, bottom-up rows of DibStride(width) bytes.
@@ -42,5 +29,9 @@ void PackDib(const BitRaster& raster, std::span<uint8_t> out);
 
 // A BMP file (14-byte file header + DIB) for --dump-bitmaps.
 std::vector<uint8_t> BmpFileFromDib(std::span<const uint8_t> dib);
+
+// An 8-bit BMP file of a grey page (a colour table of 256 greys, entry v
+// the grey v) for --dump-bitmaps.
+std::vector<uint8_t> GreyBmpFile(const GreyRaster& raster);
 
 }  // namespace pdf417read

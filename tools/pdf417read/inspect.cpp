@@ -18,7 +18,7 @@
 namespace pdf417read {
 namespace {
 
-enum Colour : uint8_t { kWhite, kInk, kDecoded, kUndecoded, kOutline, kGrid, kText, kColourCount };
+enum Colour : uint8_t { kWhite, kInk, kDecoded, kUndecoded, kOutline, kGrid, kText, kMidGrey, kLightGrey, kColourCount };
 
 constexpr png_color kPalette[kColourCount] = {
     {255, 255, 255},  // paper
@@ -28,6 +28,8 @@ constexpr png_color kPalette[kColourCount] = {
     {0, 60, 210},     // the outline the reader sampled
     {120, 165, 255},  // the sampled grid's row and column lines
     {0, 0, 0},        // text
+    {205, 205, 205},  // a grey page's middle greys, lightened like its dark pixels
+    {230, 230, 230},  // a grey page's light greys
 };
 
 // A 5 x 7 font for the labels: each row's five pixels, leftmost in bit 4.
@@ -119,22 +121,31 @@ int32_t Get32(std::span<const uint8_t> b, size_t at) {
   return static_cast<int32_t>(b[at] | b[at + 1] << 8 | b[at + 2] << 16 | static_cast<uint32_t>(b[at + 3]) << 24);
 }
 
-// The DIB as the library reads it: sizes at offsets 4 and 8 (absolute
-// values), the dark bit from colour 0's blue byte, bottom-up rows at 48.
-Canvas PageCanvas(std::span<const uint8_t> dib) {
-  if (dib.size() < 48 || (dib[14] | dib[15] << 8) != 1) throw ImageError("not a 1-bit bitmap");
+// The BMP file of what the library read: a 1-bit DIB as the library reads
+// it (sizes at offsets 4 and 8 as absolute values, the dark bit from colour
+// 0's blue byte, bottom-up rows) or an 8-bit grey picture (grey palette),
+// drawn in four shades.
+Canvas PageCanvas(std::span<const uint8_t> file) {
+  if (file.size() < 14 + 48 || file[0] != 'B' || file[1] != 'M') throw ImageError("not a BMP file");
+  const std::span<const uint8_t> dib = file.subspan(14);
+  const int bits = dib[14] | dib[15] << 8;
+  if (bits != 1 && bits != 8) throw ImageError("not a 1-bit or 8-bit bitmap");
   const int64_t width = std::abs(static_cast<int64_t>(Get32(dib, 4)));
   const int64_t height = std::abs(static_cast<int64_t>(Get32(dib, 8)));
   CheckPageSize(width, height);
-  const size_t stride = (static_cast<size_t>(width) + 31) / 32 * 4;
-  if ((dib.size() - 48) / stride < static_cast<size_t>(height)) throw ImageError("bitmap shorter than its header says");
-  const int darkBit = dib[40] == 0 ? 0 : 1;
+  const size_t stride = (static_cast<size_t>(width) * bits + 31) / 32 * 4;
+  const auto offset = static_cast<uint32_t>(Get32(file, 10));
+  if (offset < 14 + 48 || offset > file.size() || (file.size() - offset) / stride < static_cast<size_t>(height))
+    throw ImageError("bitmap shorter than its header says");
   Canvas c{static_cast<int>(width), static_cast<int>(height), {}};
   c.pixels.resize(static_cast<size_t>(width * height));
+  const int darkBit = dib[40] == 0 ? 0 : 1;
+  constexpr Colour kShades[4] = {kInk, kMidGrey, kLightGrey, kWhite};
   for (int y = 0; y < c.height; y++) {
-    const uint8_t* row = dib.data() + 48 + static_cast<size_t>(c.height - 1 - y) * stride;
+    const uint8_t* row = file.data() + offset + static_cast<size_t>(c.height - 1 - y) * stride;
     uint8_t* out = &c.pixels[static_cast<size_t>(y) * c.width];
-    for (int x = 0; x < c.width; x++) out[x] = (row[x >> 3] >> (7 - (x & 7)) & 1) == darkBit ? kInk : kWhite;
+    for (int x = 0; x < c.width; x++)
+      out[x] = bits == 1 ? ((row[x >> 3] >> (7 - (x & 7)) & 1) == darkBit ? kInk : kWhite) : kShades[row[x] >> 6];
   }
   return c;
 }
@@ -227,8 +238,8 @@ bool EncodePng(png_structp png, png_infop info, PngSink* sink, const Canvas& c, 
 
 }  // namespace
 
-std::vector<uint8_t> InspectPng(std::span<const uint8_t> dib, const std::vector<SymbolRecord>& symbols) {
-  Canvas c = PageCanvas(dib);
+std::vector<uint8_t> InspectPng(std::span<const uint8_t> bmpFile, const std::vector<SymbolRecord>& symbols) {
+  Canvas c = PageCanvas(bmpFile);
   const int thick = std::max(2, c.width / 800), scale = std::max(2, c.width / 500);
   for (size_t i = 0; i < symbols.size(); i++) DrawResult(c, symbols[i], static_cast<int>(i), thick, scale);
   const auto decoded = std::count_if(symbols.begin(), symbols.end(), [](const SymbolRecord& s) { return s.decoded(); });

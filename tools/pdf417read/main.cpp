@@ -100,13 +100,13 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 256))
       ->default_val(1);
   app.add_option("-t,--threshold", o.threshold,
-                 "Grey level below which a pixel of a grey or colour page is dark (default: Otsu's "
-                 "threshold per page)")
+                 "Grey level below which a pixel of a grey or colour page is dark (default: grey pages "
+                 "go to the library as grey, which binarises them itself)")
       ->check(CLI::Range(0, 256));
   app.add_flag("--decoded-only", o.decodedOnly, "Leave out candidates that did not decode");
   app.add_flag("--no-progress", o.noProgress, "Never show the progress bar");
   app.add_option("--dump-bitmaps", o.dumpDirectory,
-                 "Save every 1-bit page handed to the reader as DIR/<n>-<name>-<page>.bmp")
+                 "Save every page handed to the reader as DIR/<n>-<name>-<page>.bmp (1-bit, or 8-bit grey)")
       ->check(CLI::Validator(CLI::ExistingDirectory).description(""))
       ->type_name("DIR");
   app.add_option("--max-file-size", o.maxFileBytes,

@@ -58,24 +58,14 @@ void CopyData(PDF417_Reader* h, int32_t i, SymbolRecord& r) {
 
 }  // namespace
 
-std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(std::span<uint8_t>)>& fill) {
-  std::unique_ptr<PDF417_MemoryBlock, BlockFree> block(PDF417_BlockAlloc(size));
-  if (!block) throw ReadError("out of memory (bitmap block)");
-  auto* bytes = static_cast<uint8_t*>(PDF417_BlockLock(block.get()));
-  if (!bytes && size != 0) throw ReadError("cannot lock bitmap block");
-  fill(std::span<uint8_t>(bytes, size));
-  PDF417_BlockUnlock(block.get());
+namespace {
 
-  std::unique_ptr<PDF417_Reader, HandleDone> handle(PDF417_Init());
-  if (!handle) throw ReadError("out of memory (reader handle)");
-  if (PDF417_Read(handle.get(), block.get()) != 0) throw ReadError("out of memory (results)");
-  block.reset();  // the results live in the handle
-
+// Every result of the handle's latest read.
+std::vector<SymbolRecord> CollectRecords(PDF417_Reader* h) {
   std::vector<SymbolRecord> records;
-  const int32_t count = PDF417_GetNumBarcodes(handle.get());
+  const int32_t count = PDF417_GetNumBarcodes(h);
   records.reserve(static_cast<size_t>(std::max(count, 0)));
   for (int32_t i = 0; i < count; i++) {
-    PDF417_Reader* h = handle.get();
     SymbolRecord r;
     unsigned char text[kMaxTextLength];
     int32_t length = 0;
@@ -98,6 +88,34 @@ std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(st
     records.push_back(std::move(r));
   }
   return records;
+}
+
+std::unique_ptr<PDF417_Reader, HandleDone> NewHandle() {
+  std::unique_ptr<PDF417_Reader, HandleDone> handle(PDF417_Init());
+  if (!handle) throw ReadError("out of memory (reader handle)");
+  return handle;
+}
+
+}  // namespace
+
+std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(std::span<uint8_t>)>& fill) {
+  std::unique_ptr<PDF417_MemoryBlock, BlockFree> block(PDF417_BlockAlloc(size));
+  if (!block) throw ReadError("out of memory (bitmap block)");
+  auto* bytes = static_cast<uint8_t*>(PDF417_BlockLock(block.get()));
+  if (!bytes && size != 0) throw ReadError("cannot lock bitmap block");
+  fill(std::span<uint8_t>(bytes, size));
+  PDF417_BlockUnlock(block.get());
+
+  const auto handle = NewHandle();
+  if (PDF417_Read(handle.get(), block.get()) != 0) throw ReadError("out of memory (results)");
+  block.reset();  // the results live in the handle
+  return CollectRecords(handle.get());
+}
+
+std::vector<SymbolRecord> ReadGreyPixels(const uint8_t* pixels, int width, int height) {
+  const auto handle = NewHandle();
+  if (PDF417_ReadGrey(handle.get(), pixels, width, height, width) != 0) throw ReadError("out of memory (results)");
+  return CollectRecords(handle.get());
 }
 
 }  // namespace pdf417read

@@ -67,4 +67,9 @@ class ReadError : public std::runtime_error {
 // returns every result. Throws ReadError when the library runs out of memory.
 std::vector<SymbolRecord> ReadPageBlock(size_t size, const std::function<void(std::span<uint8_t>)>& fill);
 
+// Reads an 8-bit grey page (0 black, 255 white, rows of `width` bytes, top
+// row first) with PDF417_ReadGrey, which binarises it itself, and returns
+// every result. Throws ReadError when the library runs out of memory.
+std::vector<SymbolRecord> ReadGreyPixels(const uint8_t* pixels, int width, int height);
+
 }  // namespace pdf417read
