@@ -20,16 +20,27 @@ BitImage* RemoveLonePixels(const BitImage& image) {
       if (r == nullptr || j < 0 || j >= bytes) return 0xFF;
       return j == bytes - 1 ? static_cast<uint8_t>(r[j] | tail) : r[j];
     };
-    for (int32_t j = 0; j < bytes; ++j) {
-      const uint8_t c = at(row, j), u = at(up, j), d = at(down, j);
+    const auto put = [&](int32_t j, uint8_t c, uint8_t u, uint8_t d, uint8_t before, uint8_t after) {
       // The pixel to the left of each pixel (most significant bit first)
       // and to its right, across byte borders.
-      const uint8_t left = static_cast<uint8_t>(c >> 1 | at(row, j - 1) << 7);
-      const uint8_t right = static_cast<uint8_t>(c << 1 | at(row, j + 1) >> 7);
+      const uint8_t left = static_cast<uint8_t>(c >> 1 | before << 7);
+      const uint8_t right = static_cast<uint8_t>(c << 1 | after >> 7);
       const uint8_t loneDark = static_cast<uint8_t>(~c & u & d & left & right);
       const uint8_t loneLight = static_cast<uint8_t>(c & ~u & ~d & ~left & ~right);
       to[j] = static_cast<uint8_t>((c | loneDark) & ~loneLight);
+    };
+    const auto edgeByte = [&](int32_t j) {
+      put(j, at(row, j), at(up, j), at(down, j), at(row, j - 1), at(row, j + 1));
+    };
+    edgeByte(0);
+    if (bytes == 1) continue;
+    // Inner bytes of inner rows, the bulk of a page, without bound checks.
+    if (up != nullptr && down != nullptr) {
+      for (int32_t j = 1; j < bytes - 1; ++j) put(j, row[j], up[j], down[j], row[j - 1], row[j + 1]);
+    } else {
+      for (int32_t j = 1; j < bytes - 1; ++j) edgeByte(j);
     }
+    edgeByte(bytes - 1);
   }
   return out;
 }
