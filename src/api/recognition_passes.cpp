@@ -29,15 +29,22 @@ int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {
   Owned<ReadContext> ctx(AllocArray<ReadContext>(1));
   // Without its work areas the read finds nothing; the handle reports 0.
   if (!ctx) return 0;
-  // One bit image serves both passes: the turned pass turns it in place.
-  BitImagePtr image(LoadBitImage(dib, length));
+  DibRows rows{};
   int32_t status = 0;
-  if (image) {
-    status = RunPass(*ctx, *image, PassFrame::kDirect);
-    // When the turn runs out of memory the turned pass reports nothing:
-    // searching the unturned page again would only repeat the direct pass's
-    // finds under the wrong directions.
-    if (status == 0 && RotateQuarterTurn(*image) == 0) status = RunPass(*ctx, *image, PassFrame::kTurned);
+  if (FindDibRows(dib, length, &rows)) {
+    // Each pass makes its own image from the DIB, the turned one only after
+    // the direct one is released, so the read holds one page image at a
+    // time. A pass whose image is narrower than any symbol is skipped with
+    // its image. When an image cannot be allocated its pass reports
+    // nothing.
+    if (rows.width >= kMinSymbolSide) {
+      BitImagePtr image(LoadBitImage(rows));
+      if (image) status = RunPass(*ctx, *image, PassFrame::kDirect);
+    }
+    if (status == 0 && rows.height >= kMinSymbolSide) {
+      BitImagePtr turned(LoadTurnedBitImage(rows));
+      if (turned) status = RunPass(*ctx, *turned, PassFrame::kTurned);
+    }
   }
   if (status != 0) {
     FreeResults(ctx->results);

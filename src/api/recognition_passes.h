@@ -11,6 +11,10 @@
 
 namespace pdf417 {
 
+// The narrowest image a pass searches: a symbol's start and stop patterns
+// and two codewords alone are 69 modules wide, a module at least a pixel.
+inline constexpr int32_t kMinSymbolSide = 69;
+
 // Detects the symbols of image and appends one record per candidate to
 // ctx.results. Returns 0, or -1 when a record cannot be stored.
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
