@@ -23,7 +23,8 @@ int32_t LinkHits(ScanRowList& rows, int32_t* labels) {
     for (int32_t h = 0; h < row.count; ++h) {
       PatternHit& hit = row.hits[h];
       bool linked = false;
-      if (r > 0) {
+      // Only the scanned row just above counts; rows without hits are not kept.
+      if (r > 0 && rows.rows[r - 1].index == row.index - 1) {
         const ScanRow& above = rows.rows[r - 1];
         for (int32_t p = 0; p < above.count && !linked; ++p) {
           if (HitsContinue(above.hits[p], hit)) {
