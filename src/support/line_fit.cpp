@@ -121,6 +121,45 @@ float DeviationSum(const FitState& s) {
   return sum;
 }
 
+// The least-squares line from sums about the means in double precision,
+// with sigma = sqrt(chi^2 / (n * Sxx)) as the single-precision start has it.
+// False when all abscissae are equal.
+bool LeastSquaresAboutMean(const int32_t* x, const int32_t* y, int32_t n, float* a, float* b, float* sigma) {
+  double mx = 0.0, my = 0.0;
+  for (int32_t j = 1; j <= n; ++j) {
+    mx += x[j];
+    my += y[j];
+  }
+  mx /= n;
+  my /= n;
+  double sxx = 0.0, sxy = 0.0;
+  for (int32_t j = 1; j <= n; ++j) {
+    sxx += (x[j] - mx) * (x[j] - mx);
+    sxy += (x[j] - mx) * (y[j] - my);
+  }
+  if (!(sxx > 0.0)) return false;
+  const double slope = sxy / sxx, intercept = my - slope * mx;
+  double chisq = 0.0;
+  for (int32_t j = 1; j <= n; ++j) {
+    const double t = y[j] - (intercept + slope * x[j]);
+    chisq += t * t;
+  }
+  // |slope| <= sqrt(Syy / Sxx) with Sxx >= 1/2 for distinct integers: every
+  // value fits a float.
+  *a = static_cast<float>(intercept);
+  *b = static_cast<float>(slope);
+  *sigma = static_cast<float>(std::sqrt(chisq / (n * sxx)));
+  return true;
+}
+
+void SetAllAbscissaeEqual(float sx, float fn, float* intercept, float* slope, float* deviation) {
+  // No slope exists. The slope output carries the common abscissa and the
+  // deviation 1e8 marks the case.
+  *intercept = 0.0f;
+  *slope = sx / fn;
+  *deviation = 100000000.0f;
+}
+
 }  // namespace
 
 int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope,
@@ -139,21 +178,27 @@ int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* inte
   const float fn = static_cast<float>(n);
   const float del = fn * sxx - sx * sx;
   if (del == 0.0f) {
-    // All abscissae equal: no slope exists. The slope output carries the
-    // common abscissa and the deviation 1e8 marks the case.
-    *intercept = 0.0f;
-    *slope = sx / fn;
-    *deviation = 100000000.0f;
+    SetAllAbscissaeEqual(sx, fn, intercept, slope, deviation);
     return 0;
   }
-  const float a0 = (sxx * sy - sxy * sx) / del;
-  const float b0 = (fn * sxy - sy * sx) / del;
+  float a0 = (sxx * sy - sxy * sx) / del;
+  float b0 = (fn * sxy - sy * sx) / del;
   float chisq = 0.0f;
   for (int32_t j = 1; j <= n; ++j) {
     const float t = static_cast<float>(y[j]) - (static_cast<float>(x[j]) * b0 + a0);
     chisq += t * t;
   }
-  const float sigma = std::sqrt(chisq / del);
+  float sigma = std::sqrt(chisq / del);
+  if (!(del > 0.0f) || !std::isfinite(a0) || !std::isfinite(b0) || !std::isfinite(sigma)) {
+    // Single-precision sums lose the spread of abscissae that lie close
+    // together far from 0 (a few points deep in a tall image): the variance
+    // comes out negative or next to nothing. The start line is then taken
+    // from sums about the means.
+    if (!LeastSquaresAboutMean(x, y, n, &a0, &b0, &sigma)) {
+      SetAllAbscissaeEqual(sx, fn, intercept, slope, deviation);
+      return 0;
+    }
+  }
 
   // One work array serves every balance evaluation of this fit. Without it
   // the least-squares line is the best the fit can give.
@@ -209,9 +254,18 @@ int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* inte
       }
     }
   }
+  const float mean = DeviationSum(s) / fn;
+  if (!std::isfinite(s.intercept) || !std::isfinite(b) || !std::isfinite(mean)) {
+    // The bracket ran out to slopes whose residuals overflow: the start
+    // line is the best the fit has.
+    *intercept = a0;
+    *slope = b0;
+    *deviation = 100000000.0f;
+    return -1;
+  }
   *intercept = s.intercept;
   *slope = b;
-  *deviation = DeviationSum(s) / fn;
+  *deviation = mean;
   return result;
 }
 
