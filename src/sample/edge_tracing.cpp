@@ -8,6 +8,7 @@
 #include "support/geometry.h"
 #include "support/alloc.h"
 #include "support/line_fit.h"
+#include "support/record_sort.h"
 #include "support/row_runs.h"
 
 namespace pdf417 {
@@ -229,7 +230,8 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     copy[i].pointCapacity = 0;
     copy[i].pointCount = 0;
   }
-  std::sort(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
+  // Equal lengths and equal distances keep the order SortRecords fixes.
+  SortRecords(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
   // 2k + 9 and k + 9 in 64 bits: k comes from the candidate's width estimate.
   const int64_t wanted = 2 * int64_t{k} + 9;
   const int32_t kept = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, n));
@@ -241,7 +243,7 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     chosen[i].distance = PointLineDistance(chosen[i].upperEnd, chosen[i].lowerEnd, reference);
   }
   const int32_t ordered = static_cast<int32_t>(std::clamp<int64_t>(used, 0, kept));
-  std::sort(chosen, chosen + ordered,
+  SortRecords(chosen, chosen + ordered,
             [](const EdgeTrace& a, const EdgeTrace& b) { return a.distance < b.distance; });
   selection.kept = kept;
   selection.used = static_cast<int32_t>(std::clamp<int64_t>(used, INT32_MIN, INT32_MAX));
