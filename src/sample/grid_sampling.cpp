@@ -166,7 +166,7 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
   // The boundaries are selected edges 4 .. k + 4, so the selection must hold
   // k + 9 records; the reader checks that before it comes here.
   const int64_t cellCount = int64_t{k} * rows;
-  if (k < 1 || rows < 1 || selection.kept < selection.used || cellCount > INT32_MAX / 8) return -1;
+  if (k < 1 || rows < 1 || rows > kMaxGridRows || k > kMaxGridColumns || selection.kept < selection.used) return -1;
   const int32_t H = RoundedDistance(p1, p3);
   Owned<int32_t[]> bars = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
   Owned<int32_t[]> spaces = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
