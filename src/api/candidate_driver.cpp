@@ -129,6 +129,20 @@ int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
   return ReadSymbol(ctx.sampling, ctx.correction, MakeParams(corners, candidate, angle, *region), out);
 }
 
+// Whether the outline could be a symbol's: its edges at least 4 pattern
+// widths apart (a symbol of one data column is 86 modules, 5 pattern widths,
+// wide) and neither longer than kMaxEdgeInPatterns pattern widths. Reading
+// costs time in proportion to the candidate's box, so a page of fake
+// patterns could otherwise keep a read busy for minutes.
+bool PlausibleOutline(const SymbolCandidate& c) {
+  if (c.widthInPatterns < 4 || c.patternWidth < 1) return false;
+  const double limit = static_cast<double>(kMaxEdgeInPatterns) * c.patternWidth;
+  const auto longer = [limit](int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+    return std::hypot(static_cast<double>(x1) - x0, static_cast<double>(y1) - y0) > limit;
+  };
+  return !longer(c.x0, c.y0, c.x1, c.y1) && !longer(c.x2, c.y2, c.x3, c.y3);
+}
+
 // A point of the pass's image as a page point.
 Point ToPage(const BitImage& image, PassFrame frame, Point p) {
   // A point (x, y) of the turned image is the page point (y, W - 1 - x), W
@@ -178,7 +192,7 @@ void ReadCandidate(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
 
   SymbolReading out{};
   RegionFrame region{};
-  const int32_t status = ReadRegion(ctx, candidate, image, out, region);
+  const int32_t status = PlausibleOutline(candidate) ? ReadRegion(ctx, candidate, image, out, region) : -1;
   MatrixDecoding& decoding = out.decoding;
   if (status != 0) {
     SetFailure(record);
