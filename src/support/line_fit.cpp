@@ -121,10 +121,22 @@ float DeviationSum(const FitState& s) {
   return sum;
 }
 
+// n times the sum of (x_j - mean)^2, in double precision: 0 exactly when all
+// abscissae are equal.
+double SpreadAboutMean(const int32_t* x, int32_t n) {
+  double mean = 0.0;
+  for (int32_t j = 1; j <= n; ++j) mean += x[j];
+  mean /= n;
+  double sum = 0.0;
+  for (int32_t j = 1; j <= n; ++j) sum += (x[j] - mean) * (x[j] - mean);
+  return n * sum;
+}
+
 // The least-squares line from sums about the means in double precision,
-// with sigma = sqrt(chi^2 / (n * Sxx)) as the single-precision start has it.
-// False when all abscissae are equal.
-bool LeastSquaresAboutMean(const int32_t* x, const int32_t* y, int32_t n, float* a, float* b, float* sigma) {
+// with sigma = sqrt(chi^2 / spread) as the single-precision start has it;
+// spread (SpreadAboutMean) is not 0.
+void LeastSquaresAboutMean(const int32_t* x, const int32_t* y, int32_t n, double spread, float* a, float* b,
+                           float* sigma) {
   double mx = 0.0, my = 0.0;
   for (int32_t j = 1; j <= n; ++j) {
     mx += x[j];
@@ -132,24 +144,19 @@ bool LeastSquaresAboutMean(const int32_t* x, const int32_t* y, int32_t n, float*
   }
   mx /= n;
   my /= n;
-  double sxx = 0.0, sxy = 0.0;
-  for (int32_t j = 1; j <= n; ++j) {
-    sxx += (x[j] - mx) * (x[j] - mx);
-    sxy += (x[j] - mx) * (y[j] - my);
-  }
-  if (!(sxx > 0.0)) return false;
-  const double slope = sxy / sxx, intercept = my - slope * mx;
+  double sxy = 0.0;
+  for (int32_t j = 1; j <= n; ++j) sxy += (x[j] - mx) * (y[j] - my);
+  const double slope = n * sxy / spread, intercept = my - slope * mx;
   double chisq = 0.0;
   for (int32_t j = 1; j <= n; ++j) {
     const double t = y[j] - (intercept + slope * x[j]);
     chisq += t * t;
   }
-  // |slope| <= sqrt(Syy / Sxx) with Sxx >= 1/2 for distinct integers: every
-  // value fits a float.
+  // |slope| <= sqrt(Syy / Sxx) with Sxx >= 1/2 for integers not all equal:
+  // every value fits a float.
   *a = static_cast<float>(intercept);
   *b = static_cast<float>(slope);
-  *sigma = static_cast<float>(std::sqrt(chisq / (n * sxx)));
-  return true;
+  *sigma = static_cast<float>(std::sqrt(chisq / spread));
 }
 
 void SetAllAbscissaeEqual(float sx, float fn, float* intercept, float* slope, float* deviation) {
@@ -177,27 +184,30 @@ int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* inte
   }
   const float fn = static_cast<float>(n);
   const float del = fn * sxx - sx * sx;
-  if (del == 0.0f) {
+  const double spread = SpreadAboutMean(x, n);  // what del stands for, in double precision
+  if (spread == 0.0) {
     SetAllAbscissaeEqual(sx, fn, intercept, slope, deviation);
     return 0;
   }
-  float a0 = (sxx * sy - sxy * sx) / del;
-  float b0 = (fn * sxy - sy * sx) / del;
-  float chisq = 0.0f;
-  for (int32_t j = 1; j <= n; ++j) {
-    const float t = static_cast<float>(y[j]) - (static_cast<float>(x[j]) * b0 + a0);
-    chisq += t * t;
-  }
-  float sigma = std::sqrt(chisq / del);
-  if (!(del > 0.0f) || !std::isfinite(a0) || !std::isfinite(b0) || !std::isfinite(sigma)) {
-    // Single-precision sums lose the spread of abscissae that lie close
-    // together far from 0 (a few points deep in a tall image): the variance
-    // comes out negative or next to nothing. The start line is then taken
-    // from sums about the means.
-    if (!LeastSquaresAboutMean(x, y, n, &a0, &b0, &sigma)) {
-      SetAllAbscissaeEqual(sx, fn, intercept, slope, deviation);
-      return 0;
+  float a0 = 0.0f, b0 = 0.0f, sigma = 0.0f;
+  if (del != 0.0f) {
+    a0 = (sxx * sy - sxy * sx) / del;
+    b0 = (fn * sxy - sy * sx) / del;
+    float chisq = 0.0f;
+    for (int32_t j = 1; j <= n; ++j) {
+      const float t = static_cast<float>(y[j]) - (static_cast<float>(x[j]) * b0 + a0);
+      chisq += t * t;
     }
+    sigma = std::sqrt(chisq / del);
+  }
+  if (!(std::fabs(del - spread) <= 0.01 * spread) || !std::isfinite(a0) || !std::isfinite(b0) ||
+      !std::isfinite(sigma)) {
+    // Single-precision sums lose the spread of abscissae that lie close
+    // together far from 0 (a few points deep in a tall image): it comes out
+    // wrong, zero or negative, and the start line with it (a negative one
+    // made the intercept NaN). The start line is then taken from sums about
+    // the means.
+    LeastSquaresAboutMean(x, y, n, spread, &a0, &b0, &sigma);
   }
 
   // One work array serves every balance evaluation of this fit. Without it
