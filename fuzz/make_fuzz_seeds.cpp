@@ -66,6 +66,22 @@ void Write(const std::string& target, const std::string& name, const std::vector
   ++gWritten;
 }
 
+// The symbols of (payload, level, columns) triples; those the encoder
+// refuses are left out.
+std::vector<testing::EncodedSymbol> EncodeSymbols(const std::vector<std::tuple<std::string, int, int>>& specs) {
+  std::vector<testing::EncodedSymbol> symbols;
+  for (const auto& [payload, level, columns] : specs) {
+    testing::SymbolOptions o;
+    o.data = payload;
+    o.ecLevel = level;
+    o.columns = columns;
+    testing::EncodedSymbol e;
+    std::string error;
+    if (testing::EncodeSymbol(o, &e, &error)) symbols.push_back(e);
+  }
+  return symbols;
+}
+
 // A small page holding one symbol in the given direction.
 bool SmallPage(const std::string& data, int ecLevel, int columns, double moduleWidth, int direction,
                testing::Page* page) {
@@ -109,19 +125,12 @@ void ReadDibSeeds() {
 // rectangle.
 void SymbolPageSeeds() {
   int i = 0;
-  for (const auto& [payload, level, columns] : std::vector<std::tuple<std::string, int, int>>{
+  for (const testing::EncodedSymbol& e : EncodeSymbols({
            {testing::TextPayload(20, 40), 2, 2},
            {testing::NumericPayload(40, 41), 3, 3},
            {testing::BytePayload(30, 42), 1, 3},
            {testing::TextPayload(60, 43), 4, 4},
-       }) {
-    testing::SymbolOptions o;
-    o.data = payload;
-    o.ecLevel = level;
-    o.columns = columns;
-    testing::EncodedSymbol e;
-    std::string error;
-    if (!testing::EncodeSymbol(o, &e, &error)) continue;
+       })) {
     for (int direction = 0; direction < 4; ++direction, ++i) {
       const int mw = 1 + (i % 3);
       std::vector<uint8_t> seed{static_cast<uint8_t>(direction | (i % 2 ? 4 : 0)), static_cast<uint8_t>(mw - 1), 2,
@@ -148,20 +157,14 @@ void SymbolPageSeeds() {
 
 void MatrixAndHighLevelSeeds() {
   int i = 0;
-  for (const auto& [payload, level, columns] : std::vector<std::tuple<std::string, int, int>>{
+  for (const testing::EncodedSymbol& encoded : EncodeSymbols({
            {"Hello, fuzzer", 2, 2},
            {testing::NumericPayload(60, 1), 3, 3},
            {testing::BytePayload(40, 2), 4, 4},
            {testing::TextPayload(120, 3), 5, 6},
            {"12345", 0, 1},
-       }) {
-    testing::SymbolOptions o;
-    o.data = payload;
-    o.ecLevel = level;
-    o.columns = columns;
-    testing::EncodedSymbol encoded;
-    std::string error;
-    if (!testing::EncodeSymbol(o, &encoded, &error)) continue;
+       })) {
+    const int level = encoded.ecLevel;
     const int32_t rows = encoded.rows, cells = encoded.dataColumns + 2;
     // Width matrix at module widths 2 and 3 with a few elements off by one.
     for (int mw : {2, 3}) {
