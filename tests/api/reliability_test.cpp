@@ -41,9 +41,9 @@ using test::UndecodableSymbolPage;
 bool LongTests() { return std::getenv("PDF417_LONG_TESTS") != nullptr; }
 
 // Every result has figures in their documented ranges; a decoded one ends in
-// its two zero bytes.
+// its two zero bytes. A pass pairs at most 1,500 merged clusters.
 void ExpectWellFormed(const std::vector<ApiResult>& results, const std::string& context) {
-  EXPECT_LE(results.size(), 200u) << context;
+  EXPECT_LE(results.size(), 3000u) << context;
   for (const ApiResult& r : results) {
     EXPECT_GE(r.direction, 0) << context;
     EXPECT_LE(r.direction, 3) << context;
@@ -329,13 +329,15 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
     if (c.make) c.dib = c.make();
     ApiRead read;
     if (c.hand == Hand::kPointer) {
-      std::unique_ptr<uint8_t[]> block(new uint8_t[c.dib.size()]);
+      const size_t size = c.dib.size();
+      std::unique_ptr<uint8_t[]> block(new uint8_t[size]);
       std::copy(c.dib.begin(), c.dib.end(), block.get());
-      read = ReadDibBytes(c.dib.empty() ? nullptr : block.get(), c.dib.size());
+      c.dib = std::vector<uint8_t>();  // releases the bytes (= {} would keep them)
+      read = ReadDibBytes(size == 0 ? nullptr : block.get(), size);
     } else {
       read = ReadViaBlock(c.dib, c.hand == Hand::kStaleBlock, c.name);
+      c.dib = std::vector<uint8_t>();
     }
-    c.dib = {};
     EXPECT_EQ(read.status, 0) << c.name;
     if (c.refused) {
       EXPECT_TRUE(read.results.empty()) << c.name;
