@@ -14,7 +14,7 @@
 // at the most).
 #include "api/memory_block.h"
 
-#include <mutex>
+#include <pthread.h>
 
 #include "support/alloc.h"
 
@@ -31,7 +31,9 @@ struct BlockSlot {
 };
 
 struct BlockTable {
-  std::mutex mutex;
+  // A POSIX mutex rather than std::mutex, whose error path needs the C++
+  // runtime: C hosts link the static library without it.
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   BlockSlot* slots = nullptr;
   uint32_t count = 0;     // slots handed out so far
   uint32_t capacity = 0;
@@ -39,6 +41,14 @@ struct BlockTable {
 };
 
 constinit BlockTable gTable;
+
+// Holds the table's mutex for its lifetime.
+struct TableLock {
+  TableLock() { pthread_mutex_lock(&gTable.mutex); }
+  ~TableLock() { pthread_mutex_unlock(&gTable.mutex); }
+  TableLock(const TableLock&) = delete;
+  TableLock& operator=(const TableLock&) = delete;
+};
 
 PDF417_Block MakeHandle(uint32_t slot, uint32_t generation) {
   // Slot + 1 in the low half: no handle is NULL.
@@ -89,7 +99,7 @@ uint32_t TakeSlot() {
 }  // namespace
 
 bool OpenBlock(PDF417_Block block, OpenedBlock* out) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   BlockSlot* s = Find(block);
   if (s == nullptr) return false;
   ++s->readers;
@@ -98,7 +108,7 @@ bool OpenBlock(PDF417_Block block, OpenedBlock* out) {
 }
 
 void CloseBlock(const OpenedBlock& opened) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   BlockSlot& s = gTable.slots[opened.slot];
   // A block freed while open has a new generation already; its bytes wait
   // for the last read.
@@ -108,6 +118,7 @@ void CloseBlock(const OpenedBlock& opened) {
 }  // namespace pdf417
 
 using pdf417::gTable;
+using pdf417::TableLock;
 
 extern "C" {
 
@@ -116,7 +127,7 @@ PDF417_API PDF417_Block PDF417_BlockAlloc(size_t size) {
   if (size == SIZE_MAX) return nullptr;
   auto* bytes = static_cast<unsigned char*>(pdf417::AllocZeroed(size));
   if (bytes == nullptr) return nullptr;
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   const uint32_t slot = pdf417::TakeSlot();
   if (slot == UINT32_MAX) {
     pdf417::FreeBytes(bytes);
@@ -131,7 +142,7 @@ PDF417_API PDF417_Block PDF417_BlockAlloc(size_t size) {
 }
 
 PDF417_API void* PDF417_BlockLock(PDF417_Block block) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   pdf417::BlockSlot* s = pdf417::Find(block);
   if (s == nullptr) return nullptr;
   ++s->locks;
@@ -139,20 +150,20 @@ PDF417_API void* PDF417_BlockLock(PDF417_Block block) {
 }
 
 PDF417_API int32_t PDF417_BlockUnlock(PDF417_Block block) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   pdf417::BlockSlot* s = pdf417::Find(block);
   if (s == nullptr || s->locks == 0) return 0;
   return --s->locks;
 }
 
 PDF417_API size_t PDF417_BlockSize(PDF417_Block block) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   const pdf417::BlockSlot* s = pdf417::Find(block);
   return s ? s->size : 0;
 }
 
 PDF417_API void PDF417_BlockFree(PDF417_Block block) {
-  std::lock_guard<std::mutex> hold(gTable.mutex);
+  const TableLock hold;
   pdf417::BlockSlot* s = pdf417::Find(block);
   if (s == nullptr) return;
   ++s->generation;  // the handle is stale from here on
