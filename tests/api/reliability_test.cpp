@@ -311,6 +311,8 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
       {"9000 x 600 stripes between start and stop", testing::StripesPage(9000, 600, 4, 130, 5).bytes, false, {}},
       {"2000 x 2000 fake start/stop columns", testing::FakeColumnsPage(2000, 2000, 1, 0).bytes, false, {}},
       {"2000 x 2000 stripes in symbol-wide outlines", testing::StripesPage(2000, 2000, 4, 5, 6).bytes, false, {}},
+      // Short bar edges thousands of rows down: their line fits came out NaN.
+      {"1500 x 6000 stripes in symbol-wide outlines", testing::StripesPage(1500, 6000, 4, 5, 10).bytes, false, {}},
       {"2000 x 2000, 250,000 specks", testing::SpecksPage(2000, 2000, 250000, 7).bytes, false, {}},
       {"10000 x 10000 noise", {}, false, {}, false, Hand::kPointer, [] { return ToDib(NoisePage(10000, 10000, 6)); }, true},
       {"10000 x 10000 stripes, 8-pixel modules", {}, false, {}, false, Hand::kPointer,
