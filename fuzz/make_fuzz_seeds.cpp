@@ -1,15 +1,23 @@
 // Writes seed corpora for the fuzz targets into <dir>/<target>/: real PDF417
 // symbols from the test page factory (libzint), laid out the way each
-// target reads its input (fuzz_input.h). Usage: make_fuzz_seeds <dir>
+// target reads its input (fuzz_input.h, symbol_page.h).
+//   make_fuzz_seeds <dir>
+//   make_fuzz_seeds --as-dib <read_dib|symbol_page> <input> <output>
+// The second form writes the page an input of fuzz_read_dib or
+// fuzz_symbol_page stands for as a zero byte followed by its DIB: the form
+// in which fuzz/regressions/read_dib keeps them for the reliability test.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "decode/symbol_tables.h"
 #include "factory/page_factory.h"
 #include "fuzz_input.h"
+#include "symbol_page.h"
 #ifdef PDF417_FUZZ_LOADERS
 #include "cli/image_writers.h"
 #endif
@@ -58,6 +66,22 @@ void Write(const std::string& target, const std::string& name, const std::vector
   ++gWritten;
 }
 
+// The symbols of (payload, level, columns) triples; those the encoder
+// refuses are left out.
+std::vector<testing::EncodedSymbol> EncodeSymbols(const std::vector<std::tuple<std::string, int, int>>& specs) {
+  std::vector<testing::EncodedSymbol> symbols;
+  for (const auto& [payload, level, columns] : specs) {
+    testing::SymbolOptions o;
+    o.data = payload;
+    o.ecLevel = level;
+    o.columns = columns;
+    testing::EncodedSymbol e;
+    std::string error;
+    if (testing::EncodeSymbol(o, &e, &error)) symbols.push_back(e);
+  }
+  return symbols;
+}
+
 // A small page holding one symbol in the given direction.
 bool SmallPage(const std::string& data, int ecLevel, int columns, double moduleWidth, int direction,
                testing::Page* page) {
@@ -96,22 +120,51 @@ void ReadDibSeeds() {
     }
 }
 
+// Real symbols' module matrices behind symbol_page.h's drawing header: each
+// direction, module widths 1 to 3, clean and with noise or a damaged
+// rectangle.
+void SymbolPageSeeds() {
+  int i = 0;
+  for (const testing::EncodedSymbol& e : EncodeSymbols({
+           {testing::TextPayload(20, 40), 2, 2},
+           {testing::NumericPayload(40, 41), 3, 3},
+           {testing::BytePayload(30, 42), 1, 3},
+           {testing::TextPayload(60, 43), 4, 4},
+       })) {
+    for (int direction = 0; direction < 4; ++direction, ++i) {
+      const int mw = 1 + (i % 3);
+      std::vector<uint8_t> seed{static_cast<uint8_t>(direction | (i % 2 ? 4 : 0)), static_cast<uint8_t>(mw - 1), 2,
+                                static_cast<uint8_t>(i % 4 == 3 ? 5 : 0), 8, 0, 0, 0, 0,
+                                static_cast<uint8_t>(i % 4 == 1 ? 10 : 0), static_cast<uint8_t>(i)};
+      if (i % 4 == 2) {
+        seed.insert(seed.end(), {1, 40, 30, 8, 20, 0});  // one light rectangle over the data
+      } else {
+        seed.push_back(0);
+      }
+      seed.push_back(static_cast<uint8_t>(e.rows - 1));
+      PutU16(seed, static_cast<uint32_t>(e.widthModules - 1));
+      std::vector<uint8_t> bits((static_cast<size_t>(e.rows) * e.widthModules + 7) / 8, 0);
+      for (int r = 0; r < e.rows; ++r)
+        for (int m = 0; m < e.widthModules; ++m) {
+          const size_t k = static_cast<size_t>(r) * e.widthModules + m;
+          if (e.modules[r][m]) bits[k / 8] |= static_cast<uint8_t>(0x80 >> (k % 8));
+        }
+      seed.insert(seed.end(), bits.begin(), bits.end());
+      Write("symbol_page", "symbol_" + std::to_string(i), seed);
+    }
+  }
+}
+
 void MatrixAndHighLevelSeeds() {
   int i = 0;
-  for (const auto& [payload, level, columns] : std::vector<std::tuple<std::string, int, int>>{
+  for (const testing::EncodedSymbol& encoded : EncodeSymbols({
            {"Hello, fuzzer", 2, 2},
            {testing::NumericPayload(60, 1), 3, 3},
            {testing::BytePayload(40, 2), 4, 4},
            {testing::TextPayload(120, 3), 5, 6},
            {"12345", 0, 1},
-       }) {
-    testing::SymbolOptions o;
-    o.data = payload;
-    o.ecLevel = level;
-    o.columns = columns;
-    testing::EncodedSymbol encoded;
-    std::string error;
-    if (!testing::EncodeSymbol(o, &encoded, &error)) continue;
+       })) {
+    const int level = encoded.ecLevel;
     const int32_t rows = encoded.rows, cells = encoded.dataColumns + 2;
     // Width matrix at module widths 2 and 3 with a few elements off by one.
     for (int mw : {2, 3}) {
@@ -199,13 +252,36 @@ void LoaderSeeds() {
 
 }  // namespace
 
+// make_fuzz_seeds --as-dib: the page a fuzz input stands for, as a zero
+// byte and its DIB.
+int WriteAsDib(const std::string& target, const fs::path& input, const fs::path& output) {
+  std::ifstream file(input, std::ios::binary);
+  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  std::vector<uint8_t> out{kDibRaw};
+  if (target == "read_dib") {
+    const std::vector<uint8_t> dib = DibFromFuzzInput(bytes.data(), bytes.size());
+    out.insert(out.end(), dib.begin(), dib.end());
+  } else if (target == "symbol_page") {
+    const std::vector<uint8_t> dib = SymbolPageDib(bytes.data(), bytes.size());
+    out.insert(out.end(), dib.begin(), dib.end());
+  } else {
+    std::fprintf(stderr, "--as-dib: %s inputs are no pages\n", target.c_str());
+    return 2;
+  }
+  std::ofstream(output, std::ios::binary).write(reinterpret_cast<const char*>(out.data()),
+                                                static_cast<std::streamsize>(out.size()));
+  return 0;
+}
+
 int main(int argc, char** argv) {
+  if (argc == 5 && std::string(argv[1]) == "--as-dib") return WriteAsDib(argv[2], argv[3], argv[4]);
   if (argc != 2) {
-    std::fprintf(stderr, "usage: %s <corpus-dir>\n", argv[0]);
+    std::fprintf(stderr, "usage: %s <corpus-dir> | --as-dib <read_dib|symbol_page> <input> <output>\n", argv[0]);
     return 2;
   }
   gRoot = argv[1];
   ReadDibSeeds();
+  SymbolPageSeeds();
   MatrixAndHighLevelSeeds();
 #ifdef PDF417_FUZZ_LOADERS
   LoaderSeeds();

@@ -31,5 +31,5 @@ if [ "$which" = all ] || [ "$which" = release ]; then
 fi
 if [ "$which" = all ] || [ "$which" = asan ]; then
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
-    run asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPDF417_SANITIZE=address,undefined
+    run asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPDF417_SANITIZE=address,undefined,float-cast-overflow
 fi

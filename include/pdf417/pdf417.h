@@ -22,22 +22,45 @@
  *
  * Bitmap layout (all values little-endian), as handed over in a memory block
  * or by pointer and length:
- *   offset  0: 40-byte header; the width (signed, offset 4), height (signed,
- *              offset 8) and bit count (offset 14, must be 1) are read, the
- *              absolute values of width and height are the image size;
- *   offset 40: two 4-byte colour table entries; only the blue byte of entry 0
- *              (offset 40) is read: 0 means bit value 0 is dark, anything else
- *              means bit value 1 is dark;
- *   offset 48: the pixel rows, bottom row first, each ((width + 31) / 32) * 4
+ *   offset  0: the header, of the size its first field (offset 0) gives: 40
+ *              bytes (BITMAPINFOHEADER), 108 or 124 (the later versions) or
+ *              any other size of at least 40; the width (signed, offset 4),
+ *              height (signed, offset 8) and bit count (offset 14, must be 1)
+ *              are read, the absolute values of width and height are the
+ *              image size;
+ *   after it:  two 4-byte colour table entries; only the blue byte of entry 0
+ *              is read: 0 means bit value 0 is dark, anything else means bit
+ *              value 1 is dark;
+ *   after them: the pixel rows, bottom row first, each ((width + 31) / 32) * 4
  *              bytes, the most significant bit of a byte being its leftmost
  *              pixel.
- * A bitmap that is not 1 bit per pixel, has a zero width or height, is larger
- * than 1 GiB of pixel rows, or whose block is shorter than 48 + stride * height
- * bytes is refused: the read then reports no symbols and returns 0.
+ * With the usual 40-byte header the rows begin at offset 48. A bitmap that is
+ * not 1 bit per pixel, has a zero width or height, is larger than 1 GiB of
+ * pixel rows, gives a header size below 40, or whose block is shorter than
+ * header size + 8 + stride * height bytes is refused: the read then reports
+ * no symbols and returns 0.
+ *
+ * Memory: a read holds one page image at a time, the bitmap's pixel rows as
+ * given and then turned a quarter turn (at most (height + 7) / height times
+ * as large), plus 0.7 MB of work areas and 2.2 KB per result; while it reads
+ * a candidate, twice the candidate's box (a page image's size at most) and
+ * at most 14 MB of traced edges (65,536 in a region). So a page without
+ * symbols needs its pixel bytes once more (1.1 times for a page under 80
+ * pixels high), and no page more than about three times its pixel bytes and
+ * 25 MB, besides the host's own copy. A page narrower or lower than 69
+ * pixels (no symbol fits) is not searched as given or not turned.
+ *
+ * Time: candidates whose outline no symbol has (edges under 4 pattern widths
+ * apart or longer than 100 pattern widths), regions of more than 65,536 bar
+ * edges and grids of more than 2048 rows or 64 columns are not read, so pages
+ * of fake patterns, noise or specks take a bounded multiple of a blank page's
+ * time (README.md, "Limits").
  *
  * Threads: independent handles may be read on different threads at the same
- * time. One handle must not be used by two threads at once. The library
- * starts no threads of its own, keeps no log and reads or writes no files.
+ * time. One handle must not be used by two threads at once. Memory blocks may
+ * be used from any thread, and several reads may read one block at once.
+ * The library starts no threads of its own, keeps no log and reads or writes
+ * no files.
  */
 #ifndef PDF417_PDF417_H
 #define PDF417_PDF417_H
@@ -60,6 +83,13 @@ extern "C" {
 /* ------------------------------------------------------------------------
  * Memory blocks: the host's bitmap is handed over in a block that knows its
  * own size, so the library never reads past it.
+ *
+ * A handle names an entry of one process-wide table of blocks (guarded by a
+ * lock; the library's only state shared between handles) together with the
+ * entry's generation, which changes when the block is freed. So a freed
+ * handle, or one never handed out, is recognised without touching freed
+ * memory: every function treats it as NULL, even after its entry holds a new
+ * block (until that entry has been reused 2^32 times).
  * ------------------------------------------------------------------------ */
 
 /* An opaque memory block holding a bitmap. */
@@ -82,7 +112,9 @@ PDF417_API int32_t PDF417_BlockUnlock(PDF417_Block block);
 /* Returns the block's size in bytes, 0 for a NULL block. */
 PDF417_API size_t PDF417_BlockSize(PDF417_Block block);
 
-/* Releases the block whether or not it is locked. NULL is accepted. */
+/* Releases the block whether or not it is locked; its handle is invalid from
+ * then on. A block being read by PDF417_Read on another thread keeps its
+ * bytes until that read ends. NULL is accepted. */
 PDF417_API void PDF417_BlockFree(PDF417_Block block);
 
 /* ------------------------------------------------------------------------
@@ -105,7 +137,9 @@ PDF417_API PDF417_Handle PDF417_Init(void);
  * Results of an earlier read on the same handle are released first.
  * Returns 0, also when nothing is found and when the bitmap is refused;
  * returns -1 when the results cannot be stored (the handle then holds 0
- * symbols). The block is only read; it may be locked or not. */
+ * symbols). The block is only read; it may be locked or not, and other
+ * threads may read it at the same time. A NULL or freed block reads as a
+ * refused bitmap. */
 PDF417_API int32_t PDF417_Read(PDF417_Handle handle, PDF417_Block bitmap);
 
 /* As PDF417_Read, for a host that holds the packed bitmap in its own memory:

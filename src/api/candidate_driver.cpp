@@ -40,7 +40,11 @@ SymbolReaderParams MakeParams(const CornerSet& corners, const SymbolCandidate& c
                               const BitImage& region) {
   const uint32_t* c = corners.c;
   SymbolReaderParams params{};
-  const auto point = [&](int k) { return Point{static_cast<int32_t>(c[2 * k]), static_cast<int32_t>(c[2 * k + 1])}; };
+  // Corners far outside the region (from degenerate edge lines) are held at
+  // the coordinate limit, so the reader's differences stay in 32 bits.
+  const auto point = [&](int k) {
+    return Point{TruncToCoordinate(static_cast<int32_t>(c[2 * k])), TruncToCoordinate(static_cast<int32_t>(c[2 * k + 1]))};
+  };
   // Of each edge's two ends the one with the smaller y is the upper one; on
   // equal y the second listed end.
   params.upperLeft = point(c[1] < c[3] ? 0 : 1);
@@ -169,6 +173,20 @@ int32_t ReadRegion(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
   return status;
 }
 
+// Whether the outline could be a symbol's: its edges at least 4 pattern
+// widths apart (a symbol of one data column is 86 modules, 5 pattern widths,
+// wide) and neither longer than kMaxEdgeInPatterns pattern widths. Reading
+// costs time in proportion to the candidate's box, so a page of fake
+// patterns could otherwise keep a read busy for minutes.
+bool PlausibleOutline(const SymbolCandidate& c) {
+  if (c.widthInPatterns < 4 || c.patternWidth < 1) return false;
+  const double limit = static_cast<double>(kMaxEdgeInPatterns) * c.patternWidth;
+  const auto longer = [limit](int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+    return std::hypot(static_cast<double>(x1) - x0, static_cast<double>(y1) - y0) > limit;
+  };
+  return !longer(c.x0, c.y0, c.x1, c.y1) && !longer(c.x2, c.y2, c.x3, c.y3);
+}
+
 // A point of the pass's image as a page point.
 Point ToPage(const BitImage& image, PassFrame frame, Point p) {
   // A point (x, y) of the turned image is the page point (y, W - 1 - x), W
@@ -218,7 +236,7 @@ void ReadCandidate(ReadContext& ctx, const SymbolCandidate& candidate, const Bit
 
   SymbolReading out{};
   RegionFrame region{};
-  const int32_t status = ReadRegion(ctx, candidate, image, out, region);
+  const int32_t status = PlausibleOutline(candidate) ? ReadRegion(ctx, candidate, image, out, region) : -1;
   MatrixDecoding& decoding = out.decoding;
   if (status != 0) {
     SetFailure(record);

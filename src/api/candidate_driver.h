@@ -15,6 +15,10 @@ namespace pdf417 {
 
 inline constexpr int32_t kRegionMargin = 10;
 
+// The longest edge a candidate may have, in pattern widths (17 modules):
+// a symbol of 90 rows, each 19 modules high. A longer candidate is not read.
+inline constexpr int32_t kMaxEdgeInPatterns = 100;
+
 // Where the pass's image stands on the page.
 enum class PassFrame {
   kDirect,  // the page as given: corners are page points, directions 0 and 1
@@ -24,7 +28,9 @@ enum class PassFrame {
 // Reads candidate (found in image) into record, which the caller has
 // zero-filled: page corners, direction, the classic text and figures, and the
 // data as encoded when the symbol decodes consistently. A candidate that is
-// not read gets the text "?" (length 2) and zero figures.
+// not read gets the text "?" (length 2) and zero figures; so does one whose
+// outline no symbol has (edges under 4 pattern widths apart, or longer than
+// kMaxEdgeInPatterns pattern widths), which is not read at all.
 void ReadCandidate(ReadContext& ctx, const SymbolCandidate& candidate, const BitImage& image, PassFrame frame,
                    SymbolResult& record);
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "api/memory_block.h"
 #include "api/recognition_passes.h"
 #include "api/result_store.h"
 #include "pdf417/pdf417.h"
@@ -31,10 +32,12 @@ PDF417_API PDF417_Handle PDF417_Init(void) { return pdf417::AllocArray<PDF417_Re
 
 PDF417_API int32_t PDF417_Read(PDF417_Handle handle, PDF417_Block bitmap) {
   if (handle == nullptr) return -1;
-  const auto* bytes = static_cast<const uint8_t*>(PDF417_BlockLock(bitmap));
-  if (bytes == nullptr) return pdf417::ReadPage(*handle, nullptr, 0);  // refused: no symbols
-  const int32_t result = pdf417::ReadPage(*handle, bytes, PDF417_BlockSize(bitmap));
-  PDF417_BlockUnlock(bitmap);
+  // The block is held open, not locked: reads on other threads may use it
+  // at the same time, and a free meanwhile waits for them.
+  pdf417::OpenedBlock opened{};
+  if (!pdf417::OpenBlock(bitmap, &opened)) return pdf417::ReadPage(*handle, nullptr, 0);  // refused: no symbols
+  const int32_t result = pdf417::ReadPage(*handle, opened.bytes, opened.size);
+  pdf417::CloseBlock(opened);
   return result;
 }
 

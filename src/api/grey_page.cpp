@@ -6,6 +6,7 @@
 // twice, whose edges fall on half pixels: modules of one and a half pixels
 // are measured too coarsely on whole pixels.
 #include <cstring>
+#include <utility>
 
 #include "api/recognition_passes.h"
 #include "image/grey_binarize.h"
@@ -80,7 +81,7 @@ int32_t ReadAgain(ReadContext& ctx, BitImage* made, bool enlarged) {
   if (!image) return 0;
   ResultList first = ctx.results;
   ctx.results = ResultList{};
-  int32_t status = ReadBothPasses(ctx, *image);
+  int32_t status = ReadBothPasses(ctx, std::move(image));
   if (enlarged) HalvePoints(ctx.results);
   ResultList merged{};
   if (status == 0) status = MergeSecondTry(first, ctx.results, merged);
@@ -101,8 +102,7 @@ constexpr int64_t kMaxEnlargedPixels = int64_t{4} << 20;
 int32_t ReadGreyRaster(ReadContext& ctx, const GreyRaster& raster) {
   BitImagePtr local(BinarizeLocalMean(raster));
   if (!local) return 0;  // out of memory: no symbols
-  int32_t status = ReadBothPasses(ctx, *local);
-  local.reset();
+  int32_t status = ReadBothPasses(ctx, std::move(local));
   if (status != 0 || AnyDecoded(ctx.results)) return status;
   uint64_t histogram[256];
   CountGreyLevels(raster, histogram);

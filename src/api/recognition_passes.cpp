@@ -194,14 +194,10 @@ int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame) {
   return SearchFurther(ctx, image, frame, candidates.list, first);
 }
 
-int32_t ReadBothPasses(ReadContext& ctx, BitImage& image) {
-  int32_t status = RunPass(ctx, image, PassFrame::kDirect);
-  // When the turn runs out of memory the turned pass reports nothing:
-  // searching the unturned page again would only repeat the direct pass's
-  // finds under the wrong directions.
-  if (status == 0 && RotateQuarterTurn(image) == 0) status = RunPass(ctx, image, PassFrame::kTurned);
+int32_t AppendFurtherFinds(ReadContext& ctx) {
   // What the further searches found comes after every candidate of the two
   // passes, each symbol once.
+  int32_t status = 0;
   for (int32_t i = 0; i < ctx.extras.count && status == 0; ++i) {
     SymbolResult& extra = ctx.extras.records[i];
     if (AlreadyReported(ctx.results, extra)) continue;
@@ -217,7 +213,23 @@ int32_t ReadBothPasses(ReadContext& ctx, BitImage& image) {
   return status;
 }
 
+int32_t ReadBothPasses(ReadContext& ctx, BitImagePtr image) {
+  int32_t status = 0;
+  if (image->width >= kMinSymbolSide) status = RunPass(ctx, *image, PassFrame::kDirect);
+  if (status == 0 && image->height >= kMinSymbolSide) {
+    // When the turn runs out of memory the turned pass reports nothing:
+    // searching the unturned page again would only repeat the direct pass's
+    // finds under the wrong directions.
+    BitImagePtr turned(TurnedBitImage(*image));
+    image.reset();
+    if (turned) status = RunPass(ctx, *turned, PassFrame::kTurned);
+  }
+  return status == 0 ? AppendFurtherFinds(ctx) : status;
+}
+
 int32_t HandOver(PDF417_Reader& handle, ReadContext& ctx, int32_t status) {
+  // A pass that failed leaves its further finds behind unmerged.
+  FreeResults(ctx.extras);
   if (status != 0) {
     FreeResults(ctx.results);
     return -1;
@@ -232,9 +244,25 @@ int32_t ReadPage(PDF417_Reader& handle, const uint8_t* dib, size_t length) {
   Owned<ReadContext> ctx(AllocArray<ReadContext>(1));
   // Without its work areas the read finds nothing; the handle reports 0.
   if (!ctx) return 0;
-  // One bit image serves both passes: the turned pass turns it in place.
-  BitImagePtr image(LoadBitImage(dib, length));
-  return HandOver(handle, *ctx, image ? ReadBothPasses(*ctx, *image) : 0);
+  DibRows rows{};
+  int32_t status = 0;
+  if (FindDibRows(dib, length, &rows)) {
+    // Each pass makes its own image from the DIB, the turned one only after
+    // the direct one is released, so the read holds one page image at a
+    // time. A pass whose image is narrower than any symbol is skipped with
+    // its image. When an image cannot be allocated its pass reports
+    // nothing.
+    if (rows.width >= kMinSymbolSide) {
+      BitImagePtr image(LoadBitImage(rows));
+      if (image) status = RunPass(*ctx, *image, PassFrame::kDirect);
+    }
+    if (status == 0 && rows.height >= kMinSymbolSide) {
+      BitImagePtr turned(LoadTurnedBitImage(rows));
+      if (turned) status = RunPass(*ctx, *turned, PassFrame::kTurned);
+    }
+    if (status == 0) status = AppendFurtherFinds(*ctx);
+  }
+  return HandOver(handle, *ctx, status);
 }
 
 }  // namespace pdf417

@@ -11,6 +11,10 @@
 
 namespace pdf417 {
 
+// The narrowest image a pass searches: a symbol's start and stop patterns
+// and two codewords alone are 69 modules wide, a module at least a pixel.
+inline constexpr int32_t kMinSymbolSide = 69;
+
 // Detects the symbols of image and appends one record per candidate to
 // ctx.results; then the further searches (small symbols, see
 // detect/band_search.h; on a noisy page all again without its lone
@@ -18,10 +22,17 @@ namespace pdf417 {
 // record cannot be stored.
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
 
-// Both passes over image (the second turns it in place a quarter turn) and
-// the further searches' finds after them, each symbol once, all appended to
-// ctx.results. Returns 0, or -1 when a record cannot be stored.
-int32_t ReadBothPasses(ReadContext& ctx, BitImage& image);
+// Appends the further searches' finds (ctx.extras) to ctx.results after
+// every candidate of the passes, each symbol once, and releases ctx.extras.
+// Returns 0, or -1 when a record cannot be stored.
+int32_t AppendFurtherFinds(ReadContext& ctx);
+
+// Both passes over a page image (not null) made some other way than from a
+// DIB: the direct pass over it, the turned pass over a turned copy (made
+// before the image is released), each pass skipped on an image narrower
+// than kMinSymbolSide; then AppendFurtherFinds. Returns 0, or -1 when a
+// record cannot be stored.
+int32_t ReadBothPasses(ReadContext& ctx, BitImagePtr image);
 
 // Hands ctx.results over to the handle (whose results the caller released)
 // when status is 0 and returns 0; otherwise releases them and returns -1.

@@ -1,6 +1,7 @@
 #include "decode/error_correction.h"
 
 #include <array>
+#include <utility>
 
 namespace pdf417 {
 namespace {
@@ -40,6 +41,24 @@ inline int32_t Mod(int32_t a) {
 inline int32_t Sub(int32_t a, int32_t b) { return (a - b + kFieldSize) % kFieldSize; }
 inline int32_t Mul(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * b % kFieldSize; }
 inline int32_t Div(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * kInverses[b] % kFieldSize; }
+
+// The rank over the field of the n x n matrix A[1..n][1..n] (destroyed).
+int32_t MatrixRank(int32_t n, int32_t (*A)[kCorrectionMatrixSize]) {
+  int32_t rank = 0;
+  for (int32_t col = 1; col <= n && rank < n; ++col) {
+    int32_t pivot = rank + 1;
+    while (pivot <= n && A[pivot][col] == 0) ++pivot;
+    if (pivot > n) continue;  // no pivot in this column
+    ++rank;
+    for (int32_t j = col; j <= n; ++j) std::swap(A[rank][j], A[pivot][j]);
+    for (int32_t i = rank + 1; i <= n; ++i) {
+      const int32_t factor = Div(A[i][col], A[rank][col]);
+      if (factor == 0) continue;
+      for (int32_t j = col; j <= n; ++j) A[i][j] = Sub(A[i][j], Mul(factor, A[rank][j]));
+    }
+  }
+  return rank;
+}
 
 }  // namespace
 
@@ -154,7 +173,15 @@ int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m)
 
   int32_t errors = 0;
   // The largest leading part of H that is regular gives the number of errors.
-  for (int32_t trial = t; trial >= 1 && errors == 0; --trial) {
+  // No leading part larger than H's rank is regular, and H itself is when
+  // its rank is t, so the search starts there: from t down, a misread grid's
+  // syndromes could cost O(t^4).
+  for (int32_t i = 1; i <= t; ++i) {
+    for (int32_t j = 1; j <= t; ++j) ws.workMatrix[i][j] = ws.syndromeMatrix[i][j];
+  }
+  const int32_t rank = MatrixRank(t, ws.workMatrix);
+  if (rank == t) errors = t;
+  for (int32_t trial = rank; trial >= 1 && errors == 0; --trial) {
     for (int32_t i = 1; i <= trial; ++i) {
       for (int32_t j = 1; j <= trial; ++j) ws.workMatrix[i][j] = ws.syndromeMatrix[i][j];
       ws.rightSide[i] = S[i];

@@ -1,6 +1,5 @@
 #include "decode/matrix_decoder.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -150,7 +149,14 @@ int32_t CorrectWithAnyLevel(CorrectionWorkspace& ws, int32_t* codewords, int32_t
   for (int32_t e = 0; e < 9; ++e) {
     if ((1 << e) != voted && (int64_t{2} << e) < n) order[count++] = e;
   }
-  std::stable_sort(order, order + count, [&](int32_t a, int32_t b) { return votes[a] > votes[b]; });
+  // Insertion sort keeps equal votes in level order and, unlike std::stable_sort,
+  // needs no temporary buffer from the C++ runtime (C programs link the static library).
+  for (int32_t i = 1; i < count; ++i) {
+    const int32_t e = order[i];
+    int32_t j = i;
+    for (; j > 0 && votes[order[j - 1]] < votes[e]; --j) order[j] = order[j - 1];
+    order[j] = e;
+  }
   for (int32_t k = 0; k < count; ++k) {
     const int32_t power = 1 << order[k];
     std::memcpy(codewords, read.get(), sizeof(int32_t) * static_cast<size_t>(n));

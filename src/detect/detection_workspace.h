@@ -70,9 +70,12 @@ struct ScanRow {
   PatternHit* hits;    // count hits; none when count is 0
 };
 
+// The scanned rows that have hits, in row order: a page's blank rows take
+// no room, however many there are.
 struct ScanRowList {
   int32_t count;
-  ScanRow* rows;  // one per scanned row
+  int32_t capacity;
+  ScanRow* rows;
 };
 
 // A column of hits and, once fitted, its outer edge x = a + b * y with the

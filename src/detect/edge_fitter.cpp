@@ -4,23 +4,10 @@
 
 #include "support/line_fit.h"
 #include "support/line_sampler.h"
+#include "support/muldiv.h"
 
 namespace pdf417 {
 namespace {
-
-// Coordinates far outside any image are held within +-2^30, so sums and
-// differences of two of them stay in 32 bits. Only degenerate edge lines
-// (such as the "slope" of a one-hit fit, which is the hit's row) reach it.
-constexpr double kCoordinateLimit = 1073741824.0;
-
-// trunc(v) toward zero, held within +-2^30 (NaN counts as 0).
-int32_t TruncatedCoordinate(double v) {
-  if (std::isnan(v)) return 0;
-  const double t = std::trunc(v);
-  if (t > kCoordinateLimit) return static_cast<int32_t>(kCoordinateLimit);
-  if (t < -kCoordinateLimit) return -static_cast<int32_t>(kCoordinateLimit);
-  return static_cast<int32_t>(t);
-}
 
 int32_t Clamp(int64_t v, int64_t limit) {
   if (v > limit) return static_cast<int32_t>(limit);
@@ -33,7 +20,11 @@ int32_t Clamp(int64_t v, int64_t limit) {
 bool PatternPresentOnRow(DetectionWorkspace& ws, const PatternCluster& c, int32_t y, int32_t* edgeX) {
   const BitImage& image = *ws.image;
   const int32_t w = c.members[0]->xEnd - c.members[0]->xStart;
-  const int32_t px = TruncatedCoordinate(c.a + c.b * y);
+  // Coordinates far outside any image are held within +-kCoordinateLimit, so
+  // sums and differences of two of them stay in 32 bits. Only degenerate
+  // edge lines (such as the "slope" of a one-hit fit, which is the hit's row)
+  // reach it.
+  const int32_t px = TruncToCoordinate(c.a + c.b * y);
   *edgeX = px;
   // A probe starting outside the image samples nothing (the sampler would
   // stop at its first point and report no change).
@@ -42,7 +33,7 @@ bool PatternPresentOnRow(DetectionWorkspace& ws, const PatternCluster& c, int32_
   // so that the sampler's walk arithmetic stays in 32 bits; only absurd
   // slopes (|b| in the millions) reach the bound.
   constexpr int64_t kProbeLimit = int64_t{1} << 28;
-  const int32_t d = Clamp(int64_t{px} - TruncatedCoordinate(c.a + c.b * (static_cast<double>(y) - w)), kProbeLimit);
+  const int32_t d = Clamp(int64_t{px} - TruncToCoordinate(c.a + c.b * (static_cast<double>(y) - w)), kProbeLimit);
   const bool left = IsLeftEdgeKind(c.kind);
   const int32_t qx = left ? px + w : px - w;
   const int32_t qy = left ? y + d : y - d;

@@ -34,6 +34,7 @@ int32_t LinkHits(ScanRowList& rows, int32_t rowStep, Continuation test) {
     for (int32_t h = 0; h < row.count; ++h) {
       PatternHit& hit = row.hits[h];
       bool linked = false;
+      // Only the scanned row just above counts; rows without hits are not kept.
       if (r > 0 && row.y - rows.rows[r - 1].y <= rowStep) {
         const ScanRow& above = rows.rows[r - 1];
         for (int32_t p = 0; p < above.count && !linked; ++p) {

@@ -214,15 +214,25 @@ int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows) {
   rows = ScanRowList{};
   if (step < 1) return 0;
   const int32_t count = ws.image->height / step;
-  if (count < 1) return 0;
-  rows.rows = AllocArray<ScanRow>(static_cast<size_t>(count));
-  if (rows.rows == nullptr) return -1;
-  rows.count = count;
   for (int32_t i = 0; i < count; ++i) {
-    if (ScanOneRow(ws, i * step, rows.rows[i]) != 0) {
+    ScanRow row{};
+    if (ScanOneRow(ws, i * step, row) != 0) {
       FreeScanRows(rows);
       return -1;
     }
+    if (row.count == 0) continue;
+    if (rows.count == rows.capacity) {
+      const int32_t grown = rows.capacity == 0 ? 64 : static_cast<int32_t>(std::min<int64_t>(2 * int64_t{rows.capacity}, count));
+      ScanRow* larger = ResizeArray(rows.rows, static_cast<size_t>(rows.capacity), static_cast<size_t>(grown));
+      if (larger == nullptr) {
+        FreeBytes(row.hits);
+        FreeScanRows(rows);
+        return -1;
+      }
+      rows.rows = larger;
+      rows.capacity = grown;
+    }
+    rows.rows[rows.count++] = row;
   }
   return 0;
 }

@@ -31,9 +31,9 @@ int32_t ClassifyWindowTolerant(const int32_t* widths, int32_t wanted);
 // cannot be allocated (row then stays empty).
 int32_t ScanOneRow(DetectionWorkspace& ws, int32_t y, ScanRow& row, WindowTest test = WindowTest::kTemplates);
 
-// Scans rows 0, step, 2 * step, ... (height / step rows) of ws.image into
-// rows. Returns 0, or -1 when an allocation fails (everything released, rows
-// empty).
+// Scans rows 0, step, 2 * step, ... (height / step rows) of ws.image and
+// keeps those with hits in rows, each with its index. Returns 0, or -1 when
+// an allocation fails (everything released, rows empty).
 int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows);
 
 // Scans the rows ys[0..n-1] (ascending, inside the image) of ws.image into

@@ -23,10 +23,27 @@ struct BitImage {
 // Largest pixel buffer the intake accepts (stride * height).
 inline constexpr int64_t kMaxPixelBytes = int64_t{1} << 30;
 
-// Builds a bit image from a packed 1-bit DIB of `length` bytes (layout in
-// pdf417.h). Returns nullptr when the bitmap is refused (bit count not 1,
-// zero width or height, pixel rows over kMaxPixelBytes, block shorter than
-// 48 + stride * height bytes) or memory runs out.
+// The pixel rows of an accepted packed 1-bit DIB, read in place.
+struct DibRows {
+  const uint8_t* rows;  // the stored rows, bottom row first, stride bytes each
+  int32_t width;
+  int32_t height;
+  int32_t stride;       // ((width + 31) / 32) * 4
+  bool complement;      // palette entry 0 is light: a dark pixel is a 1 bit in the DIB
+};
+
+// Checks a packed 1-bit DIB of `length` bytes (layout in pdf417.h) and finds
+// its rows. Returns false when the bitmap is refused: bit count not 1, zero
+// width or height, pixel rows over kMaxPixelBytes, a header size field below
+// 40, or a block too short for the header, the two palette entries after it
+// and stride * height bytes of rows.
+bool FindDibRows(const uint8_t* dib, size_t length, DibRows* out);
+
+// The page image of the DIB's rows (dark = 0 bit whatever the palette, rows
+// top to bottom); nullptr when memory runs out.
+BitImage* LoadBitImage(const DibRows& dib);
+
+// FindDibRows and LoadBitImage in one: nullptr when refused or out of memory.
 BitImage* LoadBitImage(const uint8_t* dib, size_t length);
 
 // New image with the same geometry and a zero-filled buffer; nullptr when

@@ -104,7 +104,7 @@ int32_t RotateHalfTurn(BitImage& image) {
   BitImage* turned = CopyBitImageHeader(image);
   if (turned == nullptr) return -1;
   const int32_t W = image.width, H = image.height;
-  const int32_t u = (W + 7) / 8;
+  const int32_t u = static_cast<int32_t>((int64_t{W} + 7) / 8);
   const int32_t shift = (8 - W % 8) % 8;  // brings pixel W - 1 to the lowest bit
   for (int32_t y = 0; y < H; ++y) {
     const uint8_t* from = image.pixels + static_cast<size_t>(y) * image.stride;

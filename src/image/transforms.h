@@ -6,10 +6,16 @@
 
 namespace pdf417 {
 
-// Turns the image a quarter turn clockwise in place: pixel (x, y) goes to
-// (H - 1 - y, x). New stride ceil(H / 8). Returns 0, or -1 when memory runs
-// out, in which case the image is left exactly as it was.
-int32_t RotateQuarterTurn(BitImage& image);
+// The page image of the DIB's rows turned a quarter turn clockwise: page
+// pixel (x, y) goes to (H - 1 - y, x), W rows of ceil(H / 8) bytes (bits
+// past the new width are 0). Made from the DIB itself, so the unturned page
+// image need not exist at the same time. nullptr when memory runs out or
+// the turned buffer would exceed INT32_MAX bytes.
+BitImage* LoadTurnedBitImage(const DibRows& dib);
+
+// The page image turned the same way, as a new image (the page image stays);
+// nullptr as above. The image must have at least one row.
+BitImage* TurnedBitImage(const BitImage& image);
 
 // Cuts the box (x1, y1)-(x2, y2) (bounds included, corners in either order)
 // out of source into a new image with `margin` pixels on every side (negative

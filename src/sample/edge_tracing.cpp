@@ -8,6 +8,7 @@
 #include "support/geometry.h"
 #include "support/alloc.h"
 #include "support/line_fit.h"
+#include "support/record_sort.h"
 #include "support/row_runs.h"
 
 namespace pdf417 {
@@ -93,13 +94,29 @@ int32_t FitEdge(EdgeTrace& edge) {
   return 0;
 }
 
+namespace {
+
+// Doubles an edge's point room, up to limit points. False when storage runs
+// out (the room is then as it was).
+bool GrowPoints(EdgeTrace& edge, int64_t limit) {
+  const int64_t larger = std::min<int64_t>(2 * int64_t{edge.pointCapacity}, limit);
+  Point* grown = ResizeArray(edge.points, static_cast<size_t>(edge.pointCapacity), static_cast<size_t>(larger));
+  if (grown == nullptr) return false;
+  edge.points = grown;
+  edge.pointCapacity = static_cast<int32_t>(larger);
+  return true;
+}
+
+}  // namespace
+
 int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int32_t y, EdgeTrace& edge) {
   // One point per row from y down: rows y .. height - 1 hold at most
-  // height - y points, so this room never fills (the check below only keeps
-  // the write in bounds). Sizing it to the rows left rather than to the
-  // whole image keeps the zero-filled block small: a symbol region has
-  // thousands of short edges.
-  const int64_t capacity = std::max<int64_t>(int64_t{barStarts.height} - y + 1, 1);
+  // height - y points. The room starts small and doubles up to that, since
+  // a symbol region has thousands of short edges, and a zero-filled block
+  // sized to the rows left would cost each of them the region's height.
+  const int64_t rowsLeft = std::max<int64_t>(int64_t{barStarts.height} - y + 1, 1);
+  const int64_t capacity = std::min<int64_t>(rowsLeft, 16);
+  bool stored = true;  // false once the room could not grow: the edge is then dropped
   edge.points = AllocArray<Point>(static_cast<size_t>(capacity));
   if (edge.points == nullptr) {
     edge.count = 0;
@@ -121,6 +138,7 @@ int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int
     for (;;) {
       x = nextX;
       y = y + 1;
+      if (edge.pointCount == edge.pointCapacity && edge.pointCapacity < rowsLeft) stored = stored && GrowPoints(edge, rowsLeft);
       if (edge.pointCount < edge.pointCapacity) edge.points[edge.pointCount++] = Point{x, y};
       const double q = Projection(frame, x, y);
       if (std::fabs(q - mean) >= frame.tolerance) break;  // stored, neither counted nor cleared
@@ -133,13 +151,13 @@ int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int
   }
   edge.lowerEnd = Point{x, y};
   edge.meanProjection = mean;
-  edge.count = n - back;
+  edge.count = stored ? n - back : 0;
   // An edge whose points could not be fitted has no line; it is dropped
   // (count 0) rather than failing the whole read.
   if (edge.count >= 3 && FitEdge(edge) != 0) edge.count = 0;
   FreeBytes(edge.points);
   edge.points = nullptr;
-  return 0;
+  return stored ? 0 : -1;
 }
 
 int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count) {
@@ -162,14 +180,20 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
       x = (x & ~7) + std::countl_zero(bits);
       if (x >= barStarts.width) break;
       ++n;
-      if (n % kEdgeStoreStep == 0) {
-        EdgeTrace* grown = ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(n) + kEdgeStoreStep);
+      if (n > kMaxTracedEdges) {
+        FreeEdgeStore(store, n - 1);
+        return kNoEdges;
+      }
+      if (n > capacity) {
+        // Doubling keeps the copying linear in the number of edges.
+        const int64_t larger = 2 * int64_t{capacity};
+        EdgeTrace* grown = larger > INT32_MAX ? nullptr : ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(larger));
         if (grown == nullptr) {
           FreeEdgeStore(store, n - 1);
           return kNoEdges;
         }
         store = grown;
-        capacity = n + kEdgeStoreStep;
+        capacity = static_cast<int32_t>(larger);
       }
       EdgeTrace& edge = store[n - 1];
       edge.meanProjection = Projection(frame, x, y);
@@ -229,7 +253,8 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     copy[i].pointCapacity = 0;
     copy[i].pointCount = 0;
   }
-  std::sort(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
+  // Equal lengths and equal distances keep the order SortRecords fixes.
+  SortRecords(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
   // 2k + 9 and k + 9 in 64 bits: k comes from the candidate's width estimate.
   const int64_t wanted = 2 * int64_t{k} + 9;
   const int32_t kept = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, n));
@@ -241,7 +266,7 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     chosen[i].distance = PointLineDistance(chosen[i].upperEnd, chosen[i].lowerEnd, reference);
   }
   const int32_t ordered = static_cast<int32_t>(std::clamp<int64_t>(used, 0, kept));
-  std::sort(chosen, chosen + ordered,
+  SortRecords(chosen, chosen + ordered,
             [](const EdgeTrace& a, const EdgeTrace& b) { return a.distance < b.distance; });
   selection.kept = kept;
   selection.used = static_cast<int32_t>(std::clamp<int64_t>(used, INT32_MIN, INT32_MAX));

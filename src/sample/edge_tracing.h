@@ -38,8 +38,8 @@ struct EdgeSelection {
 // left.
 inline constexpr int32_t kNoEdges = 20;
 
-// Room for this many records at first; the store grows by as many whenever
-// the count reaches a multiple of it.
+// Room for this many records at first; the store doubles whenever it is
+// full.
 inline constexpr int32_t kEdgeStoreStep = 100;
 
 // Projection of (x, y) in the reader's frame.
@@ -51,15 +51,21 @@ double Projection(const ReaderFrame& frame, int32_t x, int32_t y);
 // (no mark after that point), so nothing is written out of bounds.
 BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws);
 
+// The most edges a region may have: a symbol of 90 rows and 32 codeword
+// columns has some 12,300 bar edges, and noisy scans of real symbols come
+// to a few thousand. A region with more is noise, and tracing it on would
+// cost time and memory in proportion to its dark runs.
+inline constexpr int32_t kMaxTracedEdges = 65536;
+
 // Traces every edge of the bar-start image (clearing the marks it uses).
 // Returns 0 with the store (owned by the caller, FreeEdgeStore) and its
-// count, or kNoEdges when storage runs out or no edge is found (nothing is then
-// handed out).
+// count, or kNoEdges when storage runs out, no edge is found or there are more
+// than kMaxTracedEdges (nothing is then handed out).
 int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count);
 
 // Follows one edge down from its first pixel (x, y); the record's
 // meanProjection already holds p(x, y). Returns 0, or -1 when its point
-// storage cannot be obtained (the edge then counts no point).
+// storage cannot be obtained or grown (the edge then counts no point).
 int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int32_t y, EdgeTrace& edge);
 
 // Looks for the edge's pixel in row y, starting from column x with the step

@@ -15,7 +15,7 @@ namespace pdf417 {
 int32_t IntersectWithFittedLine(int32_t xa, int32_t ya, int32_t xb, int32_t yb, float slope, float intercept,
                                 Point* out) {
   // A vertical line is carried as the slope 1e200 rather than divided by 0.
-  const double m = (xb != xa) ? static_cast<double>(yb - ya) / static_cast<double>(xb - xa) : 1e200;
+  const double m = (xb != xa) ? (static_cast<double>(yb) - ya) / (static_cast<double>(xb) - xa) : 1e200;
   const double c = ya - xa * m;
   const double d = 1.0 - m * slope;
   double x = -1.0, y = -1.0;
@@ -25,8 +25,8 @@ int32_t IntersectWithFittedLine(int32_t xa, int32_t ya, int32_t xb, int32_t yb, 
     x = y * slope + intercept;
     status = 0;
   }
-  out->x = TruncToInt32(x + 0.5);
-  out->y = TruncToInt32(y + 0.5);
+  out->x = TruncToCoordinate(x + 0.5);
+  out->y = TruncToCoordinate(y + 0.5);
   return status;
 }
 
@@ -166,7 +166,7 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
   // The boundaries are selected edges 4 .. k + 4, so the selection must hold
   // k + 9 records; the reader checks that before it comes here.
   const int64_t cellCount = int64_t{k} * rows;
-  if (k < 1 || rows < 1 || selection.kept < selection.used || cellCount > INT32_MAX / 8) return -1;
+  if (k < 1 || rows < 1 || rows > kMaxGridRows || k > kMaxGridColumns || selection.kept < selection.used) return -1;
   const int32_t H = RoundedDistance(p1, p3);
   Owned<int32_t[]> bars = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
   Owned<int32_t[]> spaces = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(H, 0)));
@@ -183,6 +183,9 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
     const EdgeTrace& e = selection.edges[j + 4];
     IntersectWithFittedLine(p1.x, p1.y, p3.x, p3.y, e.slope, e.intercept, &bottom[j]);
     IntersectWithFittedLine(p0.x, p0.y, p2.x, p2.y, e.slope, e.intercept, &top[j]);
+    // A boundary that leaves the image by more than its size (a fitted line
+    // nearly parallel to the top or bottom line) holds no row to sample.
+    if (!WithinImageReach(image, bottom[j], top[j])) return -1;
   }
   if (reading == GridReading::kByCodewordTotal) {
     return SampleCellGridByVote(image, bottom.get(), top.get(), rows, k, ws, matrix.get(), left.get(), right.get(),

@@ -64,13 +64,26 @@ void VoteCells(const CellGrid* grids, int32_t lines, CellGrid& out);
 // of the nearest width it has; with H < 1 nothing is counted.
 void CountElementWidths(const int32_t* matrix, int64_t elements, int32_t* bars, int32_t* spaces, int32_t H);
 
+// The largest grid sampled. A symbol has at most 90 rows and 32 codeword
+// columns (row indicators included), but the row estimate of a real symbol
+// can be several times its rows (neighbouring scan lines that disagree
+// inside a row, from print noise); the grid is then read by its row
+// indicators and still decodes. Estimates of up to about 500 rows are
+// common on noisy scans, so the row bound is set well above them and only
+// stops estimates that no symbol's outline produces. Sampling and decoding
+// cost time in proportion to the grid's size.
+inline constexpr int32_t kMaxGridRows = 2048;
+inline constexpr int32_t kMaxGridColumns = 64;
+
 // Samples the width matrix between the bottom line p1-p3 and the top line
 // p0-p2 on the boundaries selected edges 4 .. k + 4 (k = selection.used - 9),
 // labels the widths and builds the cell grid (owned by the caller,
 // FreeCellGrid) of rows x k cells. The row similarity profile in ws (from
 // EstimateRowCount on the same outline) places the sample lines; it is only
-// read. Returns 0, or -1 when k < 1, rows < 1, the selection holds fewer
-// than k + 9 records or storage runs out (grid empty).
+// read. Returns 0, or -1 when k < 1, rows < 1, rows > kMaxGridRows,
+// k > kMaxGridColumns, the selection holds fewer than k + 9 records, a
+// boundary is longer than the image's width and height together, or storage
+// runs out (grid empty).
 int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Point p2, int32_t rows,
                        const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid,
                        GridReading reading = GridReading::kHistogram);

@@ -28,17 +28,21 @@ int32_t PairWidths(Point a, Point b, const BitImage& image, SamplingWorkspace& w
 }  // namespace
 
 int32_t RoundedDistance(Point a, Point b) {
-  // The squares are exact in 64 bits; for any region that fits in memory
-  // this is the 32-bit sum.
-  const int64_t dx = int64_t{a.x} - b.x, dy = int64_t{a.y} - b.y;
-  return static_cast<int32_t>(std::sqrt(static_cast<double>(dx * dx + dy * dy)) + 0.5);
+  // The squares are exact in doubles for any region that fits in memory
+  // (this is the 32-bit sum there) and cannot overflow for any points.
+  const double dx = static_cast<double>(a.x) - b.x, dy = static_cast<double>(a.y) - b.y;
+  return static_cast<int32_t>(std::min(std::sqrt(dx * dx + dy * dy) + 0.5, 2147483647.0));
+}
+
+bool WithinImageReach(const BitImage& image, Point a, Point b) {
+  return RoundedDistance(a, b) <= int64_t{image.width} + image.height;
 }
 
 int32_t EdgePoints(Point a, Point b, Point** points, int32_t* count) {
   *points = nullptr;
   *count = 0;
   const int32_t d = RoundedDistance(a, b);
-  const int32_t capacity = static_cast<int32_t>((int64_t{5} * d) / 4);
+  const int32_t capacity = static_cast<int32_t>(std::min<int64_t>((int64_t{5} * d) / 4, INT32_MAX));
   Point* out = AllocArray<Point>(static_cast<size_t>(capacity));
   if (out == nullptr) return -1;
   LineWalk walk = StartLineWalk(a, b);
@@ -159,6 +163,9 @@ int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Poi
   Point* leftRaw = nullptr;
   Point* rightRaw = nullptr;
   int32_t nL = 0, nR = 0;
+  // Boundaries far longer than the image (fitted lines meeting far outside
+  // it) would only walk outside it: such an outline has no rows to count.
+  if (!WithinImageReach(image, lowerLeft, upperLeft) || !WithinImageReach(image, lowerRight, upperRight)) return -1;
   if (EdgePoints(lowerLeft, upperLeft, &leftRaw, &nL) != 0) return -1;
   Owned<Point[]> left(leftRaw);
   if (EdgePoints(lowerRight, upperRight, &rightRaw, &nR) != 0) return -1;

@@ -11,8 +11,12 @@
 
 namespace pdf417 {
 
-// trunc(sqrt(dx * dx + dy * dy) + 0.5), the squares in 32-bit arithmetic.
+// trunc(sqrt(dx * dx + dy * dy) + 0.5), at most INT32_MAX.
 int32_t RoundedDistance(Point a, Point b);
+
+// Whether the segment a-b is no longer than the image's width and height
+// together: a boundary of a symbol in the image never is.
+bool WithinImageReach(const BitImage& image, Point a, Point b);
 
 // The points of the integer walk from a toward b (a included, b excluded):
 // max(|dx|, |dy|) points in a new array of (5 * RoundedDistance(a, b)) div 4

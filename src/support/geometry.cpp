@@ -8,7 +8,7 @@ namespace pdf417 {
 
 int32_t DirectionDegrees(Point p, Point q) {
   // 180 / 3.14159: the factor the detector's angle thresholds were set with.
-  const double degrees = std::atan2(static_cast<double>(p.y - q.y), static_cast<double>(q.x - p.x)) *
+  const double degrees = std::atan2(static_cast<double>(p.y) - q.y, static_cast<double>(q.x) - p.x) *
                          57.29582790879778;
   int32_t a = TruncToInt32(degrees);
   if (a < 0) a += 360;
@@ -24,7 +24,7 @@ int32_t AngleBetween(Point p1, Point p2, Point p3, Point p4) {
 
 namespace {
 void SlopeIntercept(Point a, Point b, double& m, double& c) {
-  m = (b.x == a.x) ? 1e200 : static_cast<double>(b.y - a.y) / static_cast<double>(b.x - a.x);
+  m = (b.x == a.x) ? 1e200 : (static_cast<double>(b.y) - a.y) / (static_cast<double>(b.x) - a.x);
   c = a.y - a.x * m;
 }
 }  // namespace
@@ -38,15 +38,21 @@ Point LineIntersection(Point p0, Point p1, Point p2, Point p3) {
   const double y = (c1 * m2 - m1 * c2) / (m2 - m1);
   // A vertical line carries the slope 1e200; the formula still gives the
   // crossing to well under half a pixel, so no special case is needed.
-  const auto round = [](double v) { return TruncToInt32(std::floor(v + 0.5)); };
+  // Lines that meet far outside any image meet at the coordinate limit.
+  const auto round = [](double v) { return TruncToCoordinate(std::floor(v + 0.5)); };
   return Point{round(x), round(y)};
 }
 
 double PointLineDistance(Point a, Point b, Point p) {
-  const int32_t dx = Sub32(b.x, a.x), dy = Sub32(b.y, a.y);
-  const int32_t cross = Sub32(Mul32(Sub32(p.x, a.x), dy), Mul32(Sub32(p.y, a.y), dx));
-  const int32_t squares = Add32(Mul32(dx, dx), Mul32(dy, dy));
-  return std::fabs(static_cast<double>(cross)) / std::sqrt(static_cast<double>(squares));
+  // Differences in 64 bits, products and sums in doubles: no overflow for
+  // any points, and exact for every distance an image holds.
+  const int64_t dx = int64_t{b.x} - a.x, dy = int64_t{b.y} - a.y;
+  const int64_t px = int64_t{p.x} - a.x, py = int64_t{p.y} - a.y;
+  const double cross = static_cast<double>(px) * static_cast<double>(dy) - static_cast<double>(py) * static_cast<double>(dx);
+  const double squares = static_cast<double>(dx) * static_cast<double>(dx) + static_cast<double>(dy) * static_cast<double>(dy);
+  // Two equal points make no line: the distance is then the one to a.
+  if (squares == 0.0) return std::sqrt(static_cast<double>(px) * static_cast<double>(px) + static_cast<double>(py) * static_cast<double>(py));
+  return std::fabs(cross) / std::sqrt(squares);
 }
 
 bool SegmentsCross(Point p0, Point p1, Point p2, Point p3) {

@@ -17,12 +17,12 @@ int32_t DirectionDegrees(Point p, Point q);
 int32_t AngleBetween(Point p1, Point p2, Point p3, Point p4);
 
 // Where the line through p0, p1 meets the line through p2, p3, each
-// coordinate rounded as floor(v + 0.5); (0, 0) for parallel lines. A
-// vertical line is carried as the slope 1e200.
+// coordinate rounded as floor(v + 0.5) and held within +-kCoordinateLimit;
+// (0, 0) for parallel lines. A vertical line is carried as the slope 1e200.
 Point LineIntersection(Point p0, Point p1, Point p2, Point p3);
 
-// Distance of p from the line through a and b (integer cross product and
-// squares, double root and quotient).
+// Distance of p from the line through a and b (cross product over length);
+// for a equal to b, the distance of p from a.
 double PointLineDistance(Point a, Point b, Point p);
 
 // Whether segment p0-p1 crosses segment p2-p3: the intersection lies within

@@ -121,6 +121,52 @@ float DeviationSum(const FitState& s) {
   return sum;
 }
 
+// n times the sum of (x_j - mean)^2, in double precision: 0 exactly when all
+// abscissae are equal.
+double SpreadAboutMean(const int32_t* x, int32_t n) {
+  double mean = 0.0;
+  for (int32_t j = 1; j <= n; ++j) mean += x[j];
+  mean /= n;
+  double sum = 0.0;
+  for (int32_t j = 1; j <= n; ++j) sum += (x[j] - mean) * (x[j] - mean);
+  return n * sum;
+}
+
+// The least-squares line from sums about the means in double precision,
+// with sigma = sqrt(chi^2 / spread) as the single-precision start has it;
+// spread (SpreadAboutMean) is not 0.
+void LeastSquaresAboutMean(const int32_t* x, const int32_t* y, int32_t n, double spread, float* a, float* b,
+                           float* sigma) {
+  double mx = 0.0, my = 0.0;
+  for (int32_t j = 1; j <= n; ++j) {
+    mx += x[j];
+    my += y[j];
+  }
+  mx /= n;
+  my /= n;
+  double sxy = 0.0;
+  for (int32_t j = 1; j <= n; ++j) sxy += (x[j] - mx) * (y[j] - my);
+  const double slope = n * sxy / spread, intercept = my - slope * mx;
+  double chisq = 0.0;
+  for (int32_t j = 1; j <= n; ++j) {
+    const double t = y[j] - (intercept + slope * x[j]);
+    chisq += t * t;
+  }
+  // |slope| <= sqrt(Syy / Sxx) with Sxx >= 1/2 for integers not all equal:
+  // every value fits a float.
+  *a = static_cast<float>(intercept);
+  *b = static_cast<float>(slope);
+  *sigma = static_cast<float>(std::sqrt(chisq / spread));
+}
+
+void SetAllAbscissaeEqual(float sx, float fn, float* intercept, float* slope, float* deviation) {
+  // No slope exists. The slope output carries the common abscissa and the
+  // deviation 1e8 marks the case.
+  *intercept = 0.0f;
+  *slope = sx / fn;
+  *deviation = 100000000.0f;
+}
+
 }  // namespace
 
 int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope,
@@ -138,22 +184,31 @@ int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* inte
   }
   const float fn = static_cast<float>(n);
   const float del = fn * sxx - sx * sx;
-  if (del == 0.0f) {
-    // All abscissae equal: no slope exists. The slope output carries the
-    // common abscissa and the deviation 1e8 marks the case.
-    *intercept = 0.0f;
-    *slope = sx / fn;
-    *deviation = 100000000.0f;
+  const double spread = SpreadAboutMean(x, n);  // what del stands for, in double precision
+  if (spread == 0.0) {
+    SetAllAbscissaeEqual(sx, fn, intercept, slope, deviation);
     return 0;
   }
-  const float a0 = (sxx * sy - sxy * sx) / del;
-  const float b0 = (fn * sxy - sy * sx) / del;
-  float chisq = 0.0f;
-  for (int32_t j = 1; j <= n; ++j) {
-    const float t = static_cast<float>(y[j]) - (static_cast<float>(x[j]) * b0 + a0);
-    chisq += t * t;
+  float a0 = 0.0f, b0 = 0.0f, sigma = 0.0f;
+  if (del != 0.0f) {
+    a0 = (sxx * sy - sxy * sx) / del;
+    b0 = (fn * sxy - sy * sx) / del;
+    float chisq = 0.0f;
+    for (int32_t j = 1; j <= n; ++j) {
+      const float t = static_cast<float>(y[j]) - (static_cast<float>(x[j]) * b0 + a0);
+      chisq += t * t;
+    }
+    sigma = std::sqrt(chisq / del);
   }
-  const float sigma = std::sqrt(chisq / del);
+  if (!(std::fabs(del - spread) <= 0.01 * spread) || !std::isfinite(a0) || !std::isfinite(b0) ||
+      !std::isfinite(sigma)) {
+    // Single-precision sums lose the spread of abscissae that lie close
+    // together far from 0 (a few points deep in a tall image): it comes out
+    // wrong, zero or negative, and the start line with it (a negative one
+    // made the intercept NaN). The start line is then taken from sums about
+    // the means.
+    LeastSquaresAboutMean(x, y, n, spread, &a0, &b0, &sigma);
+  }
 
   // One work array serves every balance evaluation of this fit. Without it
   // the least-squares line is the best the fit can give.
@@ -209,9 +264,18 @@ int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* inte
       }
     }
   }
+  const float mean = DeviationSum(s) / fn;
+  if (!std::isfinite(s.intercept) || !std::isfinite(b) || !std::isfinite(mean)) {
+    // The bracket ran out to slopes whose residuals overflow: the start
+    // line is the best the fit has.
+    *intercept = a0;
+    *slope = b0;
+    *deviation = 100000000.0f;
+    return -1;
+  }
   *intercept = s.intercept;
   *slope = b;
-  *deviation = DeviationSum(s) / fn;
+  *deviation = mean;
   return result;
 }
 

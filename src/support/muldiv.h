@@ -33,4 +33,19 @@ inline int32_t TruncToInt32(double v) {
   return static_cast<int32_t>(v);
 }
 
+// Made-up coordinates (where two lines meet, a point on a fitted line) are
+// held within +-2^28: farther outside than any image a pass searches reaches
+// (both its sides are below 2^27), near enough that sums and differences of
+// a few of them stay in 32 bits.
+inline constexpr double kCoordinateLimit = 268435456.0;
+
+// A double truncated toward zero and held within +-kCoordinateLimit; NaN
+// gives 0.
+inline int32_t TruncToCoordinate(double v) {
+  if (!(v == v)) return 0;
+  if (v > kCoordinateLimit) return static_cast<int32_t>(kCoordinateLimit);
+  if (v < -kCoordinateLimit) return -static_cast<int32_t>(kCoordinateLimit);
+  return static_cast<int32_t>(v);
+}
+
 }  // namespace pdf417

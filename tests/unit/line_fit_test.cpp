@@ -46,6 +46,20 @@ TEST(FitRobustLine, ExactLinesAndDegenerateSets) {
   EXPECT_NEAR(two.deviation, 0.0f, 1e-4);
 }
 
+// Four points on consecutive rows of a tall image (abscissa the row): in
+// single precision their spread cancels to zero (the fit took them for one
+// abscissa) or below (the intercept came out NaN). The line through them
+// must come out at any depth.
+TEST(FitRobustLine, FewPointsFarFromZeroGiveTheirLine) {
+  for (int32_t depth : {5791, 7000, 20000, 40000}) {
+    const Fit f = RunFit({{depth, 40}, {depth + 1, 41}, {depth + 2, 42}, {depth + 3, 43}});
+    EXPECT_EQ(f.result, 0) << depth;
+    EXPECT_FLOAT_EQ(f.slope, 1.0f) << depth;
+    EXPECT_FLOAT_EQ(f.intercept, 40.0f - depth) << depth;
+    EXPECT_FLOAT_EQ(f.deviation, 0.0f) << depth;
+  }
+}
+
 TEST(FitRobustLine, StrayPointBarelyMovesTheLine) {
   // Ten points on x = 100 + 0.1 y (abscissa y, ordinate x), one far off.
   std::vector<std::pair<int32_t, int32_t>> pts;
