@@ -26,7 +26,7 @@ constexpr std::array<RunStartEntry, 256> MakeRunStartTable() {
       previous = pixel;
     }
     e.endsSet = (v & 1) ? 0xFF : 0;
-    table[v] = e;
+    table[static_cast<size_t>(v)] = e;
   }
   return table;
 }
