@@ -179,7 +179,8 @@ bool ReadGreyScanlines(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t
     bool eightBit = true;
     for (int i = 0; i < entries; i++) eightBit = eightBit && red[i] < 256 && green[i] < 256 && blue[i] < 256;
     const int shift = eightBit ? 0 : 8;
-    for (int i = 0; i < entries; i++) paletteGrey[i] = Luminance(red[i] >> shift, green[i] >> shift, blue[i] >> shift);
+    for (int i = 0; i < entries; i++)
+      paletteGrey[i] = Luminance(unsigned{red[i]} >> shift, unsigned{green[i]} >> shift, unsigned{blue[i]} >> shift);
   }
   std::vector<uint8_t> line(static_cast<size_t>(TIFFScanlineSize(t)));
   const size_t need = (size_t{width} * samples * bits + 7) / 8;
