@@ -21,7 +21,7 @@ BitImagePtr A4Page(int symbols) {
   const double centres[3][2] = {{700, 700}, {1700, 1700}, {900, 2800}};
   for (int s = 0; s < symbols; ++s) {
     testing::SymbolOptions o;
-    o.data = testing::TextPayload(300, 20 + s);
+    o.data = testing::TextPayload(300, static_cast<uint32_t>(20 + s));
     o.columns = 6;
     o.moduleWidth = 4;
     o.rowHeight = 3;

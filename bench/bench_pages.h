@@ -68,8 +68,9 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
         int direction;
       } at[3] = {{700, 650, 0}, {1750, 1750, 3}, {900, 2850, 1}};
       for (int i = 0; i < 3 && ok; ++i) {
-        ok = PlaceBenchSymbol(page, testing::TextPayload(180 + 30 * i, seed + i), 5, mw, at[i].x * s + jitter,
-                              at[i].y * s + jitter, at[i].direction);
+        const std::string data =
+            testing::TextPayload(static_cast<size_t>(180 + 30 * i), seed + static_cast<uint32_t>(i));
+        ok = PlaceBenchSymbol(page, data, 5, mw, at[i].x * s + jitter, at[i].y * s + jitter, at[i].direction);
       }
       if (ok && type.kind == 4) testing::AddSaltAndPepper(page, 0.002, seed, true);
       break;
@@ -79,8 +80,8 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
       for (int i = 0; i < 10 && ok; ++i) {
         const double x = (i % 2 == 0 ? 700 : 1780) * s + jitter;
         const double y = (400 + 650 * (i / 2)) * s + jitter;
-        ok = PlaceBenchSymbol(page, testing::TextPayload(40 + 3 * static_cast<size_t>(i), seed + i), 3, smw, x, y,
-                              i % 4 == 3 ? 1 : 0);
+        const std::string data = testing::TextPayload(40 + 3 * static_cast<size_t>(i), seed + static_cast<uint32_t>(i));
+        ok = PlaceBenchSymbol(page, data, 3, smw, x, y, i % 4 == 3 ? 1 : 0);
       }
       break;
     }

@@ -95,7 +95,8 @@ bool MakeGreyA4(int v, BenchPage* p) {
   for (int y = 0; y < page.height; ++y)
     for (int x = 0; x < page.width; ++x) {
       const double light = 1.0 - 0.4 * x / page.width;
-      p->grey[static_cast<size_t>(y) * page.width + x] = static_cast<uint8_t>(light * (page.at(x, y) ? 40 : 215));
+      p->grey[static_cast<size_t>(y) * static_cast<size_t>(page.width) + static_cast<size_t>(x)] =
+          static_cast<uint8_t>(light * (page.at(x, y) ? 40 : 215));
     }
   for (const tf::SymbolTruth& t : page.symbols) p->truth.push_back(t.data);
   return true;
@@ -257,7 +258,7 @@ bool gWallClock = false;
 double NowMs() {
   timespec t{};
   clock_gettime(gWallClock ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &t);
-  return t.tv_sec * 1e3 + t.tv_nsec / 1e6;
+  return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) / 1e6;
 }
 
 // One read of the page: a grey page as grey when the build can, otherwise

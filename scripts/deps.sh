@@ -2,7 +2,7 @@
 # Installs the Debian packages the build, tests and tools need, when any is missing.
 # Usage: scripts/deps.sh [extra-package ...]
 set -euo pipefail
-pkgs=(build-essential cmake pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+pkgs=(build-essential cmake pkg-config clang libclang-rt-14-dev libgtest-dev libgmock-dev libbenchmark-dev
       libzint-dev libtiff-dev libpng-dev libjpeg62-turbo-dev libpoppler-cpp-dev libcli11-dev
       nlohmann-json3-dev libfmt-dev
       pybind11-dev python3-dev python3-numpy python3-pil python3-pytest python3-setuptools python3-wheel

@@ -1,17 +1,18 @@
 #include "decode/decimal_number.h"
 
 #include <array>
+#include <cstddef>
 
 namespace pdf417 {
 namespace {
 
 // base^1 .. base^maxPower as decimal numbers, built at compile time.
-template <int32_t kMaxPower>
+template <std::size_t kMaxPower>
 constexpr std::array<DecimalNumber, kMaxPower + 1> BuildPowers(int32_t base) {
   std::array<DecimalNumber, kMaxPower + 1> powers{};
   powers[0].digits[0] = 1;
   powers[0].count = 1;
-  for (int32_t p = 1; p <= kMaxPower; ++p) {
+  for (std::size_t p = 1; p <= kMaxPower; ++p) {
     int32_t carry = 0;
     int32_t count = 0;
     for (int32_t i = 0; i < kDecimalPlaces; ++i) {

@@ -1,6 +1,7 @@
 #include "decode/error_correction.h"
 
 #include <array>
+#include <cstddef>
 #include <utility>
 
 namespace pdf417 {
@@ -12,10 +13,13 @@ using FieldTable = std::array<int32_t, kFieldSize>;
 constexpr FieldTable BuildPowers() {
   FieldTable exp{};
   exp[0] = 1;
-  for (int32_t i = 1; i < kFieldSize; ++i) exp[i] = exp[i - 1] * 3 % kFieldSize;
+  for (std::size_t i = 1; i < exp.size(); ++i) exp[i] = exp[i - 1] * 3 % kFieldSize;
   return exp;
 }
 constexpr FieldTable kPowers = BuildPowers();
+
+// 3^e for an exponent 0..928.
+constexpr int32_t Power(int32_t e) { return kPowers[static_cast<std::size_t>(e)]; }
 
 // inv[v] = 3^(928 - L) for the smallest L with 3^L = v; inv[0] = -1 is never used.
 constexpr FieldTable BuildInverses() {
@@ -25,11 +29,13 @@ constexpr FieldTable BuildInverses() {
   // value comes first (3^928 = 1 again is skipped), in linear time so that
   // every compiler evaluates it within its constant-evaluation limits.
   for (int32_t logarithm = kFieldSize - 2; logarithm >= 0; --logarithm) {
-    inv[kPowers[logarithm]] = kPowers[kFieldSize - 1 - logarithm];
+    inv[static_cast<std::size_t>(Power(logarithm))] = Power(kFieldSize - 1 - logarithm);
   }
   return inv;
 }
 constexpr FieldTable kInverses = BuildInverses();
+// The multiplicative inverse of a field element 1..928.
+constexpr int32_t Inverse(int32_t v) { return kInverses[static_cast<std::size_t>(v)]; }
 static_assert(kPowers[kFieldSize - 1] == 1, "3 generates the field's multiplicative group");
 static_assert(kInverses[3] * 3 % kFieldSize == 1);
 
@@ -40,7 +46,7 @@ inline int32_t Mod(int32_t a) {
 }
 inline int32_t Sub(int32_t a, int32_t b) { return (a - b + kFieldSize) % kFieldSize; }
 inline int32_t Mul(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * b % kFieldSize; }
-inline int32_t Div(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * kInverses[b] % kFieldSize; }
+inline int32_t Div(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * Inverse(b) % kFieldSize; }
 
 // The rank over the field of the n x n matrix A[1..n][1..n] (destroyed).
 int32_t MatrixRank(int32_t n, int32_t (*A)[kCorrectionMatrixSize]) {
@@ -64,7 +70,7 @@ int32_t MatrixRank(int32_t n, int32_t (*A)[kCorrectionMatrixSize]) {
 
 int32_t Syndrome(const int32_t* codewords, int32_t n, int32_t j) {
   int32_t acc = 0;
-  for (int32_t k = 0; k + 1 < n; ++k) acc = Mul(Mod(Mod(codewords[k]) + acc), kPowers[j]);
+  for (int32_t k = 0; k + 1 < n; ++k) acc = Mul(Mod(Mod(codewords[k]) + acc), Power(j));
   return Mod(Mod(codewords[n - 1]) + acc);
 }
 
@@ -80,8 +86,8 @@ void Syndromes(const int32_t* c, int32_t n, int32_t m, int32_t* S) {
   const auto add = [](uint32_t a, uint32_t b) { return a + b >= q ? a + b - q : a + b; };
   int32_t j = 1;
   for (; j + 3 <= m; j += 4) {
-    const uint32_t p0 = static_cast<uint32_t>(kPowers[j]), p1 = static_cast<uint32_t>(kPowers[j + 1]);
-    const uint32_t p2 = static_cast<uint32_t>(kPowers[j + 2]), p3 = static_cast<uint32_t>(kPowers[j + 3]);
+    const uint32_t p0 = static_cast<uint32_t>(Power(j)), p1 = static_cast<uint32_t>(Power(j + 1));
+    const uint32_t p2 = static_cast<uint32_t>(Power(j + 2)), p3 = static_cast<uint32_t>(Power(j + 3));
     uint32_t a0 = 0, a1 = 0, a2 = 0, a3 = 0;
     for (int32_t k = 0; k + 1 < n; ++k) {
       const uint32_t v = reduced[k];
@@ -198,7 +204,7 @@ int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m)
     // 1 + Lambda_nu x + ... + Lambda_1 x^nu = 0 at x = 3^(-p).
     int32_t found = 0;
     for (int32_t p = 0; p < n && found < errors; ++p) {
-      const int32_t x = kPowers[kFieldSize - 1 - p];
+      const int32_t x = Power(kFieldSize - 1 - p);
       int32_t acc = 0;
       for (int32_t k = 1; k <= errors; ++k) acc = Mul((acc + ws.locator[k]) % kFieldSize, x);
       if ((acc + 1) % kFieldSize == 0) ws.positions[++found] = p;
@@ -207,7 +213,7 @@ int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m)
 
     // Values: sum_i E_i X_i^r = S_r for r = 1..nu, X_i = 3^(p_i).
     for (int32_t i = 1; i <= errors; ++i) {
-      const int32_t X = kPowers[ws.positions[i]];
+      const int32_t X = Power(ws.positions[i]);
       int32_t power = X;
       for (int32_t r = 1; r <= errors; ++r) {
         ws.workMatrix[r][i] = power;

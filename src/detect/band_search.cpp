@@ -32,7 +32,8 @@ int32_t FindSearchRows(DetectionWorkspace& ws, const BitImage& image, const Symb
   const int32_t height = image.height;
   if (height < 1) return 0;
   // One flag per image row: whether a band covers it.
-  Owned<uint8_t[]> wanted = MakeOwnedArray<uint8_t>(static_cast<size_t>(height));
+  Owned<uint8_t[]> wantedOwner = MakeOwnedArray<uint8_t>(static_cast<size_t>(height));
+  uint8_t* const wanted = wantedOwner.get();
   if (!wanted) return -1;
   ws.image = &image;
   ScanRow row{};

@@ -131,7 +131,8 @@ bool Fragments(const PatternCluster& a, const PatternCluster& b) {
 
 int32_t JoinColumnFragments(DetectionWorkspace& ws, int32_t L, int32_t M, int32_t* added) {
   *added = 0;
-  Owned<int32_t[]> taken = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(M, 1)));
+  Owned<int32_t[]> takenOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(std::max(M, 1)));
+  int32_t* const taken = takenOwner.get();
   if (!taken) return -1;
   int32_t n = 0;
   for (int32_t i = 0; i < M && L + M + n < kClusterCapacity; ++i) {

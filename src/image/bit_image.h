@@ -66,7 +66,8 @@ using BitImagePtr = std::unique_ptr<BitImage, BitImageDeleter>;
 
 // Pixel value (0 or 1) at (x, y); the caller keeps (x, y) inside the image.
 inline int PixelAt(const BitImage& image, int32_t x, int32_t y) {
-  return (image.pixels[static_cast<size_t>(y) * image.stride + (x >> 3)] >> (7 - (x & 7))) & 1;
+  const size_t at = static_cast<size_t>(y) * static_cast<size_t>(image.stride) + static_cast<size_t>(x >> 3);
+  return (image.pixels[at] >> (7 - (x & 7))) & 1;
 }
 
 }  // namespace pdf417

@@ -78,12 +78,14 @@ BitImage* BinarizeLocalMean(const GreyRaster& raster) {
   if (image == nullptr) return nullptr;
   const int32_t half = LocalWindowSide(w, h) / 2;
   // columnSums[x]: the sum of column x over the window's rows.
-  Owned<uint32_t[]> columnSums = MakeOwnedArray<uint32_t>(static_cast<size_t>(w));
+  Owned<uint32_t[]> sumsOwner = MakeOwnedArray<uint32_t>(static_cast<size_t>(w));
+  uint32_t* const columnSums = sumsOwner.get();
   if (!columnSums) {
     FreeBitImage(image);
     return nullptr;
   }
-  const auto row = [&](int32_t y) { return raster.pixels + static_cast<size_t>(y) * raster.stride; };
+  const size_t stride = static_cast<size_t>(raster.stride);
+  const auto row = [&](int32_t y) { return raster.pixels + static_cast<size_t>(y) * stride; };
   const auto addRow = [&](int32_t y, int32_t sign) {
     const uint8_t* p = row(y);
     for (int32_t x = 0; x < w; ++x) columnSums[x] += static_cast<uint32_t>(sign * p[x]);
@@ -95,7 +97,7 @@ BitImage* BinarizeLocalMean(const GreyRaster& raster) {
     if (y - half - 1 >= 0) addRow(y - half - 1, -1);
     const int64_t rows = std::min(y + half, h - 1) - std::max(y - half, 0) + 1;
     const uint8_t* p = row(y);
-    RowPacker out{image->pixels + static_cast<size_t>(y) * image->stride};
+    RowPacker out{image->pixels + static_cast<size_t>(y) * static_cast<size_t>(image->stride)};
     int64_t sum = 0;
     for (int32_t x = 0; x < std::min(half, w); ++x) sum += columnSums[x];
     // Dark when mean - p > max(levels, mean * share / 64); times the
@@ -132,13 +134,14 @@ GreyRaster EnlargeTwice(const GreyRaster& raster, Owned<uint8_t[]>& pixels) {
   pixels = MakeOwnedArray<uint8_t>(static_cast<size_t>(W) * 2 * static_cast<size_t>(h));
   if (!pixels) return GreyRaster{nullptr, 0, 0, 0};
   const auto source = [&](int32_t x, int32_t y) {
-    return raster.pixels[static_cast<size_t>(std::clamp(y, 0, h - 1)) * raster.stride + std::clamp(x, 0, w - 1)];
+    return raster.pixels[static_cast<size_t>(std::clamp(y, 0, h - 1)) * static_cast<size_t>(raster.stride) +
+                         static_cast<size_t>(std::clamp(x, 0, w - 1))];
   };
   for (int32_t Y = 0; Y < 2 * h; ++Y) {
     // Enlarged row Y lies a quarter pixel from source row Y / 2 toward its
     // neighbour above (Y even) or below (Y odd); likewise for columns.
     const int32_t y = Y / 2, yn = Y % 2 == 0 ? y - 1 : y + 1;
-    uint8_t* out = pixels.get() + static_cast<size_t>(Y) * W;
+    uint8_t* out = pixels.get() + static_cast<size_t>(Y) * static_cast<size_t>(W);
     for (int32_t X = 0; X < W; ++X) {
       const int32_t x = X / 2, xn = X % 2 == 0 ? x - 1 : x + 1;
       const int32_t v = 9 * source(x, y) + 3 * source(xn, y) + 3 * source(x, yn) + source(xn, yn);
@@ -152,8 +155,8 @@ BitImage* BinarizeGlobal(const GreyRaster& raster, int32_t threshold) {
   BitImage* image = LightImage(raster.width, raster.height);
   if (image == nullptr) return nullptr;
   for (int32_t y = 0; y < raster.height; ++y) {
-    const uint8_t* p = raster.pixels + static_cast<size_t>(y) * raster.stride;
-    RowPacker out{image->pixels + static_cast<size_t>(y) * image->stride};
+    const uint8_t* p = raster.pixels + static_cast<size_t>(y) * static_cast<size_t>(raster.stride);
+    RowPacker out{image->pixels + static_cast<size_t>(y) * static_cast<size_t>(image->stride)};
     for (int32_t x = 0; x < raster.width; ++x) out.Put(p[x] >= threshold);
     out.Finish();
   }
@@ -163,7 +166,7 @@ BitImage* BinarizeGlobal(const GreyRaster& raster, int32_t threshold) {
 void CountGreyLevels(const GreyRaster& raster, uint64_t* histogram) {
   std::memset(histogram, 0, 256 * sizeof *histogram);
   for (int32_t y = 0; y < raster.height; ++y) {
-    const uint8_t* p = raster.pixels + static_cast<size_t>(y) * raster.stride;
+    const uint8_t* p = raster.pixels + static_cast<size_t>(y) * static_cast<size_t>(raster.stride);
     for (int32_t x = 0; x < raster.width; ++x) ++histogram[p[x]];
   }
 }

@@ -12,10 +12,10 @@ BitImage* RemoveLonePixels(const BitImage& image) {
   const int32_t tailBits = bytes * 8 - image.width;
   const uint8_t tail = static_cast<uint8_t>((1u << tailBits) - 1);
   for (int32_t y = 0; y < image.height; ++y) {
-    const uint8_t* row = image.pixels + static_cast<size_t>(y) * image.stride;
+    const uint8_t* row = image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride);
     const uint8_t* up = y > 0 ? row - image.stride : nullptr;
     const uint8_t* down = y + 1 < image.height ? row + image.stride : nullptr;
-    uint8_t* to = out->pixels + static_cast<size_t>(y) * out->stride;
+    uint8_t* to = out->pixels + static_cast<size_t>(y) * static_cast<size_t>(out->stride);
     const auto at = [&](const uint8_t* r, int32_t j) -> uint8_t {
       if (r == nullptr || j < 0 || j >= bytes) return 0xFF;
       return j == bytes - 1 ? static_cast<uint8_t>(r[j] | tail) : r[j];

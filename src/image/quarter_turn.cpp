@@ -82,12 +82,13 @@ void TurnTile(const TurnSource& dib, int32_t g, int32_t k, uint8_t* turned, int3
         [](__m128i x, __m128i y) { return _mm_unpackhi_epi32(x, y); });
   round(b, a, [](__m128i x, __m128i y) { return _mm_unpacklo_epi64(x, y); },
         [](__m128i x, __m128i y) { return _mm_unpackhi_epi64(x, y); });
+  const size_t rowBytes = static_cast<size_t>(newStride);
   for (int32_t c = 0; c < 16; ++c) {
     __m128i v = a[c];
-    uint8_t* out = turned + static_cast<size_t>(k + c) * 8 * newStride + g;
+    uint8_t* out = turned + static_cast<size_t>(k + c) * 8 * rowBytes + static_cast<size_t>(g);
     for (int32_t i = 0; i < 8; ++i) {
       const uint16_t bits = static_cast<uint16_t>(_mm_movemask_epi8(v));  // pixel i of the sixteen rows
-      std::memcpy(out + static_cast<size_t>(i) * newStride, &bits, sizeof bits);  // little-endian: group g first
+      std::memcpy(out + static_cast<size_t>(i) * rowBytes, &bits, sizeof bits);  // little-endian: group g first
       v = _mm_slli_epi64(v, 1);  // the next pixel into every byte's top bit
     }
   }

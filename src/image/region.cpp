@@ -55,10 +55,11 @@ int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_
   if (w64 > INT32_MAX || h64 > INT32_MAX || stride64 > kMaxPixelBytes / h64) return -1;
   const int32_t w = static_cast<int32_t>(w64), h = static_cast<int32_t>(h64);
   const int32_t stride = static_cast<int32_t>(stride64);
+  const size_t rowBytes = static_cast<size_t>(stride);
 
   BitImage* region = AllocArray<BitImage>(1);
   if (region == nullptr) return -1;
-  region->pixels = AllocArray<uint8_t>(static_cast<size_t>(stride) * h);
+  region->pixels = AllocArray<uint8_t>(rowBytes * static_cast<size_t>(h));
   if (region->pixels == nullptr) {
     FreeBytes(region);
     return -1;
@@ -71,8 +72,8 @@ int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_
 
   const int32_t n = maxX - minX + 1;
   for (int32_t y = minY; y <= maxY; ++y) {
-    const uint8_t* from = source.pixels + static_cast<size_t>(y) * source.stride;
-    uint8_t* to = region->pixels + static_cast<size_t>(m + y - minY) * stride;
+    const uint8_t* from = source.pixels + static_cast<size_t>(y) * static_cast<size_t>(source.stride);
+    uint8_t* to = region->pixels + static_cast<size_t>(m + y - minY) * rowBytes;
     int32_t done = 0;
     for (; done + 8 <= n; done += 8) LayByte(to, stride, m + done, GatherByte(from, minX + done, 8));
     if (done < n) {
@@ -83,13 +84,13 @@ int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_
   }
 
   if (fill && m > 0) {
-    const size_t marginBytes = static_cast<size_t>(m) * stride;
+    const size_t marginBytes = static_cast<size_t>(m) * rowBytes;
     std::fill(region->pixels, region->pixels + marginBytes, uint8_t{0xFF});
-    std::fill(region->pixels + static_cast<size_t>(h - m) * stride, region->pixels + static_cast<size_t>(h) * stride,
-              uint8_t{0xFF});
+    std::fill(region->pixels + static_cast<size_t>(h - m) * rowBytes,
+              region->pixels + static_cast<size_t>(h) * rowBytes, uint8_t{0xFF});
     const int32_t right = w - m;  // first column of the right margin
     for (int32_t y = m; y < h - m; ++y) {
-      uint8_t* row = region->pixels + static_cast<size_t>(y) * stride;
+      uint8_t* row = region->pixels + static_cast<size_t>(y) * rowBytes;
       std::fill(row, row + m / 8, uint8_t{0xFF});
       if (m % 8) row[m / 8] |= static_cast<uint8_t>(0xFF << (8 - m % 8));
       row[right / 8] |= static_cast<uint8_t>(0xFF >> (right % 8));
@@ -107,8 +108,8 @@ int32_t RotateHalfTurn(BitImage& image) {
   const int32_t u = static_cast<int32_t>((int64_t{W} + 7) / 8);
   const int32_t shift = (8 - W % 8) % 8;  // brings pixel W - 1 to the lowest bit
   for (int32_t y = 0; y < H; ++y) {
-    const uint8_t* from = image.pixels + static_cast<size_t>(y) * image.stride;
-    uint8_t* to = turned->pixels + static_cast<size_t>(H - 1 - y) * image.stride;
+    const uint8_t* from = image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride);
+    uint8_t* to = turned->pixels + static_cast<size_t>(H - 1 - y) * static_cast<size_t>(image.stride);
     for (int32_t j = 0; j < u; ++j) {
       const uint32_t low = from[u - 1 - j];
       const uint32_t high = (u - 2 - j >= 0) ? from[u - 2 - j] : 0;  // the first byte has no left neighbour

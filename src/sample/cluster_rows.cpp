@@ -119,8 +119,10 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   *rows = 0;
   const int32_t k = selection.used - 9;
   if (k < 1 || selection.kept < selection.used) return -1;
-  Owned<Point[]> bottom = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
-  Owned<Point[]> top = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<Point[]> bottomOwner = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<Point[]> topOwner = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Point* const bottom = bottomOwner.get();
+  Point* const top = topOwner.get();
   if (!bottom || !top) return -1;
   // One line per pixel of the longer outline side.
   const int32_t lines = std::max({RoundedDistance(corners[0], corners[1]), RoundedDistance(corners[2], corners[3]), 1});
@@ -141,10 +143,17 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   const size_t cellCount = static_cast<size_t>(lines) * static_cast<size_t>(k);
   Owned<char[]> patterns = MakeOwnedArray<char>(cellCount * kPatternLength);
   Owned<int32_t[]> widths = MakeOwnedArray<int32_t>(cellCount * kPatternLength);
-  Owned<int32_t[]> clusters = MakeOwnedArray<int32_t>(static_cast<size_t>(lines));
-  Owned<int32_t[]> rowOf = MakeOwnedArray<int32_t>(static_cast<size_t>(lines));
-  Owned<Point[]> at = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<int32_t[]> clustersOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(lines));
+  Owned<int32_t[]> rowOfOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(lines));
+  Owned<Point[]> atOwner = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  int32_t* const clusters = clustersOwner.get();
+  int32_t* const rowOf = rowOfOwner.get();
+  Point* const at = atOwner.get();
   if (!patterns || !widths || !clusters || !rowOf || !at) return -1;
+  // Offset of cell c of line (or row) t in the line-by-cell arrays.
+  const auto cellAt = [k](int32_t t, int32_t c) {
+    return static_cast<size_t>(t) * static_cast<size_t>(k) + static_cast<size_t>(c);
+  };
   for (int32_t t = 0; t < lines; ++t) {
     for (int32_t j = 0; j <= k; ++j) {
       // Line t crosses boundary j at (t + 1/2) / lines of its length from the top.
@@ -156,7 +165,7 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     // longest and the best fitted) from a few modules before the start edge
     // to a few after the stop edge; the cells that reading does not reach
     // are cut at the column boundaries.
-    char* lineCells = &patterns[static_cast<size_t>(t) * k * kPatternLength];
+    char* lineCells = &patterns[cellAt(t, 0) * kPatternLength];
     const double f = (t + 0.5) / lines;
     const double lx = corners[0].x + (corners[1].x - corners[0].x) * f, ly = corners[0].y + (corners[1].y - corners[0].y) * f;
     const double rx = corners[2].x + (corners[3].x - corners[2].x) * f, ry = corners[2].y + (corners[3].y - corners[2].y) * f;
@@ -171,7 +180,7 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
 
 
     for (int32_t c = byRuns; c < k && boundariesUsable; ++c) {
-      const size_t index = static_cast<size_t>(t) * k + c;
+      const size_t index = cellAt(t, c);
       CodewordCell cell{};
       if (SampleElementWidths(image, at[c], at[c + 1], ws, cell.elementWidths) < kPatternLength) continue;
       ClassifyCellByTotal(cell);
@@ -179,17 +188,19 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
       std::memcpy(&patterns[index * kPatternLength], cell.candidates[0], kPatternLength);
       std::memcpy(&widths[index * kPatternLength], cell.elementWidths, sizeof cell.elementWidths);
     }
-    clusters[t] = LineCluster(&patterns[static_cast<size_t>(t) * k * kPatternLength], k);
+    clusters[t] = LineCluster(&patterns[cellAt(t, 0) * kPatternLength], k);
   }
-  const int32_t found = RowsFromLineClusters(clusters.get(), lines, rowOf.get());
+  const int32_t found = RowsFromLineClusters(clusters, lines, rowOf);
 
   if (found < 1) return -1;
 
   // Each cell: the pattern of its row's cluster that most of the row's
   // lines read (the first of them on a tie). A row's lines lie between its
   // first and its last.
-  Owned<int32_t[]> firstLine = MakeOwnedArray<int32_t>(static_cast<size_t>(found));
-  Owned<int32_t[]> lastLine = MakeOwnedArray<int32_t>(static_cast<size_t>(found));
+  Owned<int32_t[]> firstLineOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(found));
+  Owned<int32_t[]> lastLineOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(found));
+  int32_t* const firstLine = firstLineOwner.get();
+  int32_t* const lastLine = lastLineOwner.get();
   if (!firstLine || !lastLine) return -1;
   for (int32_t t = lines - 1; t >= 0; --t) {
     if (rowOf[t] >= 0) firstLine[rowOf[t]] = t;
@@ -204,21 +215,20 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     for (int32_t t = 0; t < lines; ++t) {
       const int32_t r = rowOf[t];
       if (r < 0) continue;
-      const char* pattern = &patterns[(static_cast<size_t>(t) * k + c) * kPatternLength];
+      const char* pattern = &patterns[cellAt(t, c) * kPatternLength];
       if (pattern[0] == 0 || ClusterOfPattern(pattern) != clusters[t]) continue;
-      CodewordCell& cell = grid.cells[static_cast<size_t>(r) * k + c];
+      CodewordCell& cell = grid.cells[cellAt(r, c)];
       // cell.candidateCount holds the best pattern's votes so far.
       int32_t votes = 0;
       for (int32_t u = firstLine[r]; u <= lastLine[r]; ++u) {
         votes += rowOf[u] == r &&
-                 std::memcmp(&patterns[(static_cast<size_t>(u) * k + c) * kPatternLength], pattern, kPatternLength) == 0;
+                 std::memcmp(&patterns[cellAt(u, c) * kPatternLength], pattern, kPatternLength) == 0;
       }
       if (votes > cell.candidateCount) {
         cell.candidateCount = votes;
         std::memcpy(cell.candidates[0], pattern, kPatternLength);
         std::memcpy(cell.moduleDigits, pattern, kPatternLength);
-        std::memcpy(cell.elementWidths, &widths[(static_cast<size_t>(t) * k + c) * kPatternLength],
-                    sizeof cell.elementWidths);
+        std::memcpy(cell.elementWidths, &widths[cellAt(t, c) * kPatternLength], sizeof cell.elementWidths);
       }
     }
   }

@@ -15,7 +15,7 @@ namespace pdf417 {
 namespace {
 
 inline uint8_t* PixelByte(BitImage& image, int32_t x, int32_t y) {
-  return image.pixels + static_cast<size_t>(y) * image.stride + (x >> 3);
+  return image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride) + (x >> 3);
 }
 
 inline void SetPixel(BitImage& image, int32_t x, int32_t y) {
@@ -42,7 +42,7 @@ BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws) {
   BitImage* marks = CopyBitImageHeader(image);
   if (marks == nullptr) return nullptr;
   for (int32_t y = 0; y < image.height; ++y) {
-    const uint8_t* row = image.pixels + static_cast<size_t>(y) * image.stride;
+    const uint8_t* row = image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride);
     // The run list is cut at the workspace's capacity: a row with more
     // changes than that loses the marks after the cut, never more.
     const int32_t n = ListRowRuns(row, image.width, 0, ws.rowRuns, kScanLineCapacity);
@@ -87,8 +87,8 @@ int32_t FitEdge(EdgeTrace& edge) {
   const bool yAbscissa = std::abs(last.x - first.x) <= std::abs(last.y - first.y);
   for (int32_t j = 0; j < n; ++j) {
     const Point p = edge.points[j];
-    abscissa[j + 1] = yAbscissa ? p.y : p.x;
-    ordinate[j + 1] = yAbscissa ? p.x : p.y;
+    abscissa[static_cast<size_t>(j + 1)] = yAbscissa ? p.y : p.x;
+    ordinate[static_cast<size_t>(j + 1)] = yAbscissa ? p.x : p.y;
   }
   FitRobustLine(abscissa.get(), ordinate.get(), n, &edge.intercept, &edge.slope, &edge.deviation);
   return 0;
@@ -168,7 +168,7 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
   if (store == nullptr) return kNoEdges;
   int32_t n = 0;
   for (int32_t y = 0; y + 1 < barStarts.height; ++y) {
-    const uint8_t* row = barStarts.pixels + static_cast<size_t>(y) * barStarts.stride;
+    const uint8_t* row = barStarts.pixels + static_cast<size_t>(y) * static_cast<size_t>(barStarts.stride);
     int32_t x = 0;
     while (x < barStarts.width) {
       // Marks before x in this row have been used (cleared) already.
@@ -245,7 +245,8 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
                     EdgeSelection& selection) {
   selection = EdgeSelection{};
   const int32_t n = std::max(count, 0);
-  Owned<EdgeTrace[]> copy = MakeOwnedArray<EdgeTrace>(static_cast<size_t>(n));
+  Owned<EdgeTrace[]> copyOwner = MakeOwnedArray<EdgeTrace>(static_cast<size_t>(n));
+  EdgeTrace* const copy = copyOwner.get();
   if (!copy) return -1;
   for (int32_t i = 0; i < n; ++i) {
     copy[i] = edges[i];
@@ -254,7 +255,7 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     copy[i].pointCount = 0;
   }
   // Equal lengths and equal distances keep the order SortRecords fixes.
-  SortRecords(copy.get(), copy.get() + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
+  SortRecords(copy, copy + n, [](const EdgeTrace& a, const EdgeTrace& b) { return a.count > b.count; });
   // 2k + 9 and k + 9 in 64 bits: k comes from the candidate's width estimate.
   const int64_t wanted = 2 * int64_t{k} + 9;
   const int32_t kept = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, n));

@@ -131,7 +131,8 @@ int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const P
   const int32_t quarter = std::max(rowHeight / 4, 1);
   const int32_t offsets[kLines] = {0, -quarter, quarter};
   // Every boundary's mid-row points, found once for all three lines.
-  Owned<Point[]> centred = MakeOwnedArray<Point>(static_cast<size_t>(k + 1) * static_cast<size_t>(rows));
+  Owned<Point[]> centredOwner = MakeOwnedArray<Point>(static_cast<size_t>(k + 1) * static_cast<size_t>(rows));
+  Point* const centred = centredOwner.get();
   if (!centred) return -1;
   for (int32_t j = 0; j <= k; ++j) RowSamplePoints(bottom[j], top[j], rows, ws.profile, &centred[j * rows], true);
   CellGrid grids[kLines] = {};
@@ -173,8 +174,10 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
   Owned<Point[]> left = MakeOwnedArray<Point>(static_cast<size_t>(rows));
   Owned<Point[]> right = MakeOwnedArray<Point>(static_cast<size_t>(rows));
   Owned<int32_t[]> matrix = MakeOwnedArray<int32_t>(static_cast<size_t>(cellCount) * 8);
-  Owned<Point[]> bottom = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
-  Owned<Point[]> top = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<Point[]> bottomOwner = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Owned<Point[]> topOwner = MakeOwnedArray<Point>(static_cast<size_t>(k) + 1);
+  Point* const bottom = bottomOwner.get();
+  Point* const top = topOwner.get();
   if (!bars || !spaces || !left || !right || !matrix || !bottom || !top) return -1;
 
   // Boundary j is selected edge j + 4: edges 0 to 3 are the start pattern's
@@ -188,8 +191,7 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
     if (!WithinImageReach(image, bottom[j], top[j])) return -1;
   }
   if (reading == GridReading::kByCodewordTotal) {
-    return SampleCellGridByVote(image, bottom.get(), top.get(), rows, k, ws, matrix.get(), left.get(), right.get(),
-                                grid);
+    return SampleCellGridByVote(image, bottom, top, rows, k, ws, matrix.get(), left.get(), right.get(), grid);
   }
   for (int32_t j = 0; j < k; ++j) {
     RowSamplePoints(bottom[j], top[j], rows, ws.profile, left.get());

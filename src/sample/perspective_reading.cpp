@@ -104,9 +104,12 @@ bool TraceSide(const BitImage& image, Point a, Point b, int32_t y0, int32_t y1, 
                SideTrace* side) {
   const int32_t n = y1 - y0 + 1;
   if (n < 5) return false;
-  Owned<int32_t[]> ys = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
-  Owned<int32_t[]> xs = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
-  Owned<double[]> units = MakeOwnedArray<double>(static_cast<size_t>(n));
+  Owned<int32_t[]> ysOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
+  Owned<int32_t[]> xsOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(n) + 1);
+  Owned<double[]> unitsOwner = MakeOwnedArray<double>(static_cast<size_t>(n));
+  int32_t* const ys = ysOwner.get();
+  int32_t* const xs = xsOwner.get();
+  double* const units = unitsOwner.get();
   if (!ys || !xs || !units) return false;
   const int32_t reach = static_cast<int32_t>(std::min(4 * unit, 1.0 * image.width)) + 2;
   const int32_t limit = static_cast<int32_t>(std::min(30 * unit, 1.0 * image.width)) + 8;
@@ -151,13 +154,15 @@ bool TraceSide(const BitImage& image, Point a, Point b, int32_t y0, int32_t y1, 
   }
   if (found < 5) return false;
   float intercept = 0, slope = 0, deviation = 0;
-  FitRobustLine(ys.get(), xs.get(), found, &intercept, &slope, &deviation);
+  FitRobustLine(ys, xs, found, &intercept, &slope, &deviation);
   // The rows whose find lies on the line; the extent runs from the first to
   // the last of them that has two more within the next six rows.
   const double tolerance = std::max(1.5, 0.5 * unit);
   int32_t m = 0;
   for (int32_t i = 1; i <= found; ++i) {
-    if (std::fabs(xs[i] - (slope * ys[i] + intercept)) <= tolerance) ys[++m] = ys[i];
+    if (std::fabs(static_cast<float>(xs[i]) - (slope * static_cast<float>(ys[i]) + intercept)) <= tolerance) {
+      ys[++m] = ys[i];
+    }
   }
   int32_t first = -1, last = -1;
   for (int32_t i = 1; i + 2 <= m; ++i) {
@@ -167,7 +172,7 @@ bool TraceSide(const BitImage& image, Point a, Point b, int32_t y0, int32_t y1, 
     }
   }
   if (first < 0) return false;
-  std::nth_element(units.get(), units.get() + found / 2, units.get() + found);
+  std::nth_element(units, units + found / 2, units + found);
   side->slope = slope;
   side->intercept = intercept - 0.5 * slope;  // x at the row's centre, y + 0.5
   side->unit = units[found / 2];
@@ -178,7 +183,7 @@ bool TraceSide(const BitImage& image, Point a, Point b, int32_t y0, int32_t y1, 
   const int32_t inside = std::max(static_cast<int32_t>(std::lround(0.5 * side->unit)), 1);
   const int32_t most = static_cast<int32_t>(6 * side->unit) + 1;
   const auto dark = [&](int32_t y) {
-    return DarkAt(image, static_cast<int32_t>(std::floor(slope * y + intercept)) + inside, y);
+    return DarkAt(image, static_cast<int32_t>(std::floor(slope * static_cast<float>(y) + intercept)) + inside, y);
   };
   int32_t topRow = ys[first], bottomRow = ys[last];
   for (int32_t k = 0; k < most && topRow > 0 && dark(topRow - 1); ++k) --topRow;
@@ -398,7 +403,7 @@ bool DecodeGrid(const BitImage& image, const Outline& o, int32_t rows, int32_t d
   CellGrid grids[kLines] = {};
   bool ok = true;
   for (int32_t g = 0; g < kLines && ok; ++g) {
-    grids[g].cells = AllocArray<CodewordCell>(static_cast<size_t>(rows) * columns);
+    grids[g].cells = AllocArray<CodewordCell>(static_cast<size_t>(rows) * static_cast<size_t>(columns));
     ok = grids[g].cells != nullptr;
     if (!ok) break;
     grids[g].count = rows * columns;

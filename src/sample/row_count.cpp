@@ -108,7 +108,8 @@ int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int
   // h[p + 2] read (and h[p + 1] may be written), and counters past the end
   // of the n count as 0.
   const int32_t counters = std::max(n, 2) + 3;
-  Owned<int32_t[]> h = MakeOwnedArray<int32_t>(static_cast<size_t>(counters));
+  Owned<int32_t[]> hOwner = MakeOwnedArray<int32_t>(static_cast<size_t>(counters));
+  int32_t* const h = hOwner.get();
   if (!h) return -1;
   int32_t found = 0;
   for (int32_t i = 1; i <= n - 2; ++i) {
@@ -122,7 +123,7 @@ int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int
       largest = std::max(largest, g);
     }
   }
-  int32_t p = SmoothedHistogramPeak(h.get(), largest + 1, largest / 3);
+  int32_t p = SmoothedHistogramPeak(h, largest + 1, largest / 3);
   if (p < 2) p = 2;
   const int32_t a = h[p - 1], b = h[p], c = h[p + 1];
   int32_t spacing = 0;
@@ -183,11 +184,13 @@ int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Poi
   if (nR > 0 && nL > 1) {
     int32_t* previous = ws.pairWidthsA;
     int32_t* next = ws.pairWidthsB;
-    int32_t nPrevious = PairWidths(left[0], right[std::min(MulDiv(0, nR, nL), nR - 1)], image, ws, previous);
+    const size_t j0 = static_cast<size_t>(std::min(MulDiv(0, nR, nL), nR - 1));
+    int32_t nPrevious = PairWidths(left[0], right[j0], image, ws, previous);
     for (int32_t i = 0; i + 1 < nL; ++i) {
-      const int32_t j1 = std::min(MulDiv(i + 1, nR, nL), nR - 1);
-      const int32_t nNext = PairWidths(left[i + 1], right[j1], image, ws, next);
-      s[i] = nPrevious < 1 || nNext < 1 ? 0 : RunOverlaySimilarity(previous, nPrevious, next, nNext);
+      const size_t line = static_cast<size_t>(i);
+      const size_t j1 = static_cast<size_t>(std::min(MulDiv(i + 1, nR, nL), nR - 1));
+      const int32_t nNext = PairWidths(left[line + 1], right[j1], image, ws, next);
+      s[line] = nPrevious < 1 || nNext < 1 ? 0 : RunOverlaySimilarity(previous, nPrevious, next, nNext);
       std::swap(previous, next);
       nPrevious = nNext;
     }

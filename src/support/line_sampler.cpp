@@ -105,7 +105,7 @@ int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t
     const int64_t inside = w.sx > 0 ? int64_t{width} - w.x : int64_t{w.x} + 1;
     if (span > inside) span = inside;
 
-    const uint8_t* row = pixels + static_cast<size_t>(w.y) * stride;
+    const uint8_t* row = pixels + static_cast<size_t>(w.y) * static_cast<size_t>(stride);
     const int32_t last = w.x + w.sx * static_cast<int32_t>(span - 1);
     int32_t from = w.x;
     for (;;) {
@@ -157,7 +157,8 @@ int32_t SampleLine(const uint8_t* pixels, int32_t stride, int32_t x0, int32_t y0
   } else {
     for (; i < w.major; ++i) {
       if (w.x >= width || w.y >= height || w.x < 0 || w.y < 0) break;
-      const int32_t b = (pixels[static_cast<size_t>(w.y) * stride + (w.x >> 3)] >> (7 - (w.x & 7))) & 1;
+      const size_t at = static_cast<size_t>(w.y) * static_cast<size_t>(stride) + static_cast<size_t>(w.x >> 3);
+      const int32_t b = (pixels[at] >> (7 - (w.x & 7))) & 1;
       if (b != c) {
         // A change needs its own entry plus the four end markers; when they
         // do not fit, the walk ends here as if it had left the image.

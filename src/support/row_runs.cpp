@@ -26,7 +26,7 @@ constexpr std::array<RunStartEntry, 256> MakeRunStartTable() {
       previous = pixel;
     }
     e.endsSet = (v & 1) ? 0xFF : 0;
-    table[v] = e;
+    table[static_cast<size_t>(v)] = e;
   }
   return table;
 }
@@ -84,7 +84,7 @@ int32_t ListRowRuns(const uint8_t* row, int32_t width, int32_t flag, int32_t* ou
   }
   if (!cut) {
     const int32_t rest = width & 7;
-    uint8_t v = rest ? static_cast<uint8_t>(row[wholeBytes] & (0xFF << (8 - rest))) : 0;
+    uint8_t v = rest ? static_cast<uint8_t>(row[wholeBytes] & (0xFF << (8 - rest))) : uint8_t{0};
     v ^= c;
     const RunStartEntry& e = kRunStartTable[v];
     if (e.count != 0) emit(e);

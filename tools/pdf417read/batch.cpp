@@ -84,7 +84,7 @@ class Scheduler {
         PageOutcome outcome = ReadPage(source, page, context, f, paths_[f], options_);
         lock.lock();
         FileState& file = files_[f];
-        file.pages[page] = std::move(outcome);
+        file.pages[static_cast<size_t>(page)] = std::move(outcome);
         if (--file.pagesLeft == 0) file.source.reset();
         done_++;
       }
@@ -108,9 +108,10 @@ class Scheduler {
         continue;
       }
       for (int p = 0; p < file.pageCount; p++) {
-        WaitFor(lock, sink, [&] { return file.pages[p].has_value(); });
-        PageOutcome outcome = std::move(*file.pages[p]);
-        file.pages[p].reset();
+        const size_t slot = static_cast<size_t>(p);
+        WaitFor(lock, sink, [&] { return file.pages[slot].has_value(); });
+        PageOutcome outcome = std::move(*file.pages[slot]);
+        file.pages[slot].reset();
         const int count = file.pageCount;
         const long done = done_, total = total_;
         lock.unlock();
@@ -153,7 +154,7 @@ class Scheduler {
     file.source = std::move(source);
     file.pageCount = pages;
     file.pagesLeft = pages;
-    file.pages.resize(pages);
+    file.pages.resize(static_cast<size_t>(pages));
     for (int p = 0; p < pages; p++) queue_.emplace(f, p);
     total_ += pages - 1;
   }
@@ -257,7 +258,7 @@ void RunBatch(const std::vector<std::string>& files, const BatchOptions& options
   Scheduler scheduler(files, options);
   const int jobs = std::clamp(options.jobs, 1, kMaxJobs);
   std::vector<std::jthread> workers;
-  workers.reserve(jobs);
+  workers.reserve(static_cast<size_t>(jobs));
   for (int i = 0; i < jobs; i++) workers.emplace_back([&] { scheduler.Work(); });
   scheduler.Report(sink);
 }

@@ -23,7 +23,7 @@ void WriteHeader(uint8_t* d, int width, int height, int darkBit) {
   Put32(d + 8, static_cast<uint32_t>(height));
   Put16(d + 12, 1);
   Put16(d + 14, 1);
-  Put32(d + 20, static_cast<uint32_t>(DibStride(width) * height));
+  Put32(d + 20, static_cast<uint32_t>(DibStride(width) * static_cast<size_t>(height)));
   Put32(d + 24, 11811);  // 300 dpi in pixels per metre
   Put32(d + 28, 11811);
   Put32(d + 32, 2);
@@ -41,7 +41,7 @@ void PackDib(const GreyRaster& r, Threshold threshold, std::span<uint8_t> out) {
   for (int y = 0; y < r.height; y++) {
     uint8_t* row = d + 48 + static_cast<size_t>(r.height - 1 - y) * stride;
     std::memset(row, 0xFF, stride);
-    const uint8_t* src = r.grey.data() + static_cast<size_t>(y) * r.width;
+    const uint8_t* src = r.grey.data() + static_cast<size_t>(y) * static_cast<size_t>(r.width);
     for (int x = 0; x < r.width; x++)
       if (src[x] < threshold) row[x >> 3] &= static_cast<uint8_t>(~(0x80u >> (x & 7)));
   }
@@ -51,7 +51,8 @@ void PackDib(const BitRaster& r, std::span<uint8_t> out) {
   const size_t stride = DibStride(r.width);
   WriteHeader(out.data(), r.width, r.height, r.darkBit);
   for (int y = 0; y < r.height; y++)
-    std::memcpy(out.data() + 48 + static_cast<size_t>(r.height - 1 - y) * stride, r.rows.data() + y * stride, stride);
+    std::memcpy(out.data() + 48 + static_cast<size_t>(r.height - 1 - y) * stride,
+                r.rows.data() + static_cast<size_t>(y) * stride, stride);
 }
 
 namespace {
@@ -90,7 +91,7 @@ std::vector<uint8_t> GreyBmpFile(const GreyRaster& r) {
   for (uint32_t v = 0; v < 256; v++) Put32(d + 40 + 4 * v, v * 0x010101u);
   for (int y = 0; y < r.height; y++)
     std::memcpy(file.data() + kRows + static_cast<size_t>(r.height - 1 - y) * stride,
-                r.grey.data() + static_cast<size_t>(y) * r.width, static_cast<size_t>(r.width));
+                r.grey.data() + static_cast<size_t>(y) * static_cast<size_t>(r.width), static_cast<size_t>(r.width));
   return file;
 }
 

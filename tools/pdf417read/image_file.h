@@ -63,7 +63,9 @@ struct GreyRaster {
   int height = 0;
   std::vector<uint8_t> grey;
 
-  uint8_t at(int x, int y) const { return grey[static_cast<size_t>(y) * width + x]; }
+  uint8_t at(int x, int y) const {
+    return grey[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+  }
 };
 
 // One decoded page: exactly one of its three forms is set.

@@ -81,7 +81,7 @@ struct Canvas {
   void Fill(int x0, int y0, int x1, int y1, Colour colour) {
     x0 = std::max(x0, 0), x1 = std::min(x1, width), y0 = std::max(y0, 0), y1 = std::min(y1, height);
     for (int y = y0; y < y1 && x0 < x1; y++)
-      std::fill_n(pixels.data() + static_cast<size_t>(y) * width + x0, x1 - x0, colour);
+      std::fill_n(pixels.data() + static_cast<size_t>(y) * static_cast<size_t>(width) + x0, x1 - x0, colour);
   }
 
   // A size x size square centred on (x, y).
@@ -118,7 +118,8 @@ struct Canvas {
 };
 
 int32_t Get32(std::span<const uint8_t> b, size_t at) {
-  return static_cast<int32_t>(b[at] | b[at + 1] << 8 | b[at + 2] << 16 | static_cast<uint32_t>(b[at + 3]) << 24);
+  return static_cast<int32_t>(static_cast<uint32_t>(b[at]) | static_cast<uint32_t>(b[at + 1]) << 8 |
+                              static_cast<uint32_t>(b[at + 2]) << 16 | static_cast<uint32_t>(b[at + 3]) << 24);
 }
 
 // The BMP file of what the library read: a 1-bit DIB as the library reads
@@ -133,7 +134,7 @@ Canvas PageCanvas(std::span<const uint8_t> file) {
   const int64_t width = std::abs(static_cast<int64_t>(Get32(dib, 4)));
   const int64_t height = std::abs(static_cast<int64_t>(Get32(dib, 8)));
   CheckPageSize(width, height);
-  const size_t stride = (static_cast<size_t>(width) * bits + 31) / 32 * 4;
+  const size_t stride = (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4;
   const auto offset = static_cast<uint32_t>(Get32(file, 10));
   if (offset < 14 + 48 || offset > file.size() || (file.size() - offset) / stride < static_cast<size_t>(height))
     throw ImageError("bitmap shorter than its header says");
@@ -143,7 +144,7 @@ Canvas PageCanvas(std::span<const uint8_t> file) {
   constexpr Colour kShades[4] = {kInk, kMidGrey, kLightGrey, kWhite};
   for (int y = 0; y < c.height; y++) {
     const uint8_t* row = file.data() + offset + static_cast<size_t>(c.height - 1 - y) * stride;
-    uint8_t* out = &c.pixels[static_cast<size_t>(y) * c.width];
+    uint8_t* out = &c.pixels[static_cast<size_t>(y) * static_cast<size_t>(c.width)];
     for (int x = 0; x < c.width; x++)
       out[x] = bits == 1 ? ((row[x >> 3] >> (7 - (x & 7)) & 1) == darkBit ? kInk : kWhite) : kShades[row[x] >> 6];
   }
@@ -227,7 +228,7 @@ bool EncodePng(png_structp png, png_infop info, PngSink* sink, const Canvas& c, 
   png_set_PLTE(png, info, kPalette, kColourCount);
   png_write_info(png, info);
   for (int y = 0; y < c.height; y++) {
-    const uint8_t* in = &c.pixels[static_cast<size_t>(y) * c.width];
+    const uint8_t* in = &c.pixels[static_cast<size_t>(y) * static_cast<size_t>(c.width)];
     for (int x = 0; x < c.width; x += 2)
       row[x / 2] = static_cast<uint8_t>(in[x] << 4 | (x + 1 < c.width ? in[x + 1] : 0));
     png_write_row(png, row);

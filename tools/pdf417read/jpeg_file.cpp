@@ -108,7 +108,7 @@ PageImage LoadJpeg(std::span<const uint8_t> bytes, LoadContext& context) {
     if (!ReadScanline(&d, cmyk ? inks.data() : row)) throw fail();
     for (size_t x = 0; cmyk && x < width; x++) {
       unsigned v[4];
-      for (int k = 0; k < 4; k++) v[k] = inverted ? inks[4 * x + k] : 255u - inks[4 * x + k];
+      for (size_t k = 0; k < 4; k++) v[k] = inverted ? inks[4 * x + k] : 255u - inks[4 * x + k];
       row[x] = Luminance(v[0] * v[3] / 255, v[1] * v[3] / 255, v[2] * v[3] / 255);
     }
   }

@@ -47,12 +47,13 @@ std::string Base64(std::span<const uint8_t> bytes) {
   out.reserve((bytes.size() + 2) / 3 * 4);
   size_t i = 0;
   for (; i + 3 <= bytes.size(); i += 3) {
-    const uint32_t v = static_cast<uint32_t>(bytes[i]) << 16 | bytes[i + 1] << 8 | bytes[i + 2];
+    const uint32_t v = static_cast<uint32_t>(bytes[i]) << 16 | static_cast<uint32_t>(bytes[i + 1]) << 8 |
+                       static_cast<uint32_t>(bytes[i + 2]);
     for (int k = 18; k >= 0; k -= 6) out += kAlphabet[(v >> k) & 63];
   }
   if (i < bytes.size()) {
     const bool two = i + 1 < bytes.size();
-    const uint32_t v = static_cast<uint32_t>(bytes[i]) << 16 | (two ? bytes[i + 1] << 8 : 0);
+    const uint32_t v = static_cast<uint32_t>(bytes[i]) << 16 | (two ? static_cast<uint32_t>(bytes[i + 1]) << 8 : 0u);
     out += kAlphabet[(v >> 18) & 63];
     out += kAlphabet[(v >> 12) & 63];
     out += two ? kAlphabet[(v >> 6) & 63] : '=';

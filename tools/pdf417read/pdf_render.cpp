@@ -88,7 +88,8 @@ bool Render(void* document, int index, double dpi, std::vector<uint8_t>* grey, i
   const size_t w = static_cast<size_t>(*width);
   grey->resize(w * static_cast<size_t>(*height));
   for (int y = 0; y < *height; y++)
-    std::memcpy(grey->data() + y * w, image.const_data() + static_cast<size_t>(y) * image.bytes_per_row(), w);
+    std::memcpy(grey->data() + static_cast<size_t>(y) * w,
+                image.const_data() + static_cast<size_t>(y) * static_cast<size_t>(image.bytes_per_row()), w);
   return true;
 }
 

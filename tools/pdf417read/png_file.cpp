@@ -102,10 +102,14 @@ bool ReadRow(png_structp png, uint8_t* row) {
 struct Pass {
   png_uint_32 rows, columns;
 };
+// libpng's pass macros add int terms to the png_uint_32 size.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 Pass PassSize(const PngInfo& h, int pass) {
   if (!h.interlaced) return {h.height, h.width};
   return {PNG_PASS_ROWS(h.height, pass), PNG_PASS_COLS(h.width, pass)};
 }
+#pragma GCC diagnostic pop
 
 bool Bit(const uint8_t* row, size_t x) { return (row[x >> 3] >> (7 - (x & 7))) & 1; }
 void SetBit(uint8_t* row, size_t x, bool on) {
@@ -135,7 +139,7 @@ PageImage LoadPng(std::span<const uint8_t> bytes, LoadContext& context) {
   const size_t width = h.width, height = h.height;
   // The rows kept: packed bits (DIB stride) or one grey byte per pixel.
   const bool bits = h.mode == Mode::Bits;
-  const size_t slot = bits ? DibStride(width) : width;
+  const size_t slot = bits ? DibStride(static_cast<int64_t>(width)) : width;
   size_t passRows = 0;
   const int passes = h.interlaced ? 7 : 1;
   for (int p = 0; p < passes; p++) passRows += PassSize(h, p).columns ? PassSize(h, p).rows : 0;

@@ -107,7 +107,7 @@ size_t ReadPixels(std::span<const uint8_t> b, const PnmHeader& h, PageImage* out
   CheckDataSize(b, h);
   const size_t width = static_cast<size_t>(h.width), height = static_cast<size_t>(h.height);
   if (h.kind == '1' || h.kind == '4') {
-    const size_t stride = DibStride(width), used = (width + 7) / 8;
+    const size_t stride = DibStride(static_cast<int64_t>(width)), used = (width + 7) / 8;
     BitRaster* r = out ? &out->bits : nullptr;
     if (r) *r = {static_cast<int>(width), static_cast<int>(height), 1, std::vector<uint8_t>(stride * height)};
     if (h.kind == '4') {
@@ -144,7 +144,7 @@ size_t ReadPixels(std::span<const uint8_t> b, const PnmHeader& h, PageImage* out
         r->grey[i] = channels == 1 ? static_cast<uint8_t>(c[0]) : Luminance(c[0], c[1], c[2]);
       }
     }
-    return h.dataStart + width * height * channels * sampleBytes;
+    return h.dataStart + width * height * static_cast<size_t>(channels) * sampleBytes;
   }
   Scanner s(b, h.dataStart);
   for (size_t i = 0; i < width * height; i++) {

@@ -23,7 +23,8 @@ void ProgressBar::Update(long done, long total) {
   if (now - start_ < kDelay || (shown_ && now - lastDraw_ < kRedraw)) return;
   lastDraw_ = now;
   const int filled = total > 0 ? static_cast<int>(done * kBarWidth / total) : 0;
-  const std::string bar = std::string(filled, '#') + std::string(kBarWidth - filled, '.');
+  const std::string bar =
+      std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(kBarWidth - filled), '.');
   std::fprintf(stderr, "\r[%s] %ld/%ld pages\033[K", bar.c_str(), done, total);
   std::fflush(stderr);
   shown_ = true;

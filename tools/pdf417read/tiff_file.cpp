@@ -109,9 +109,9 @@ Flips OrientationFlips(uint16_t orientation) {
 
 void ReverseRows(std::vector<uint8_t>& rows, size_t rowBytes) {
   const size_t count = rows.size() / rowBytes;
+  uint8_t* const data = rows.data();
   for (size_t y = 0; y < count / 2; y++)
-    std::swap_ranges(rows.begin() + y * rowBytes, rows.begin() + (y + 1) * rowBytes,
-                     rows.begin() + (count - 1 - y) * rowBytes);
+    std::swap_ranges(data + y * rowBytes, data + (y + 1) * rowBytes, data + (count - 1 - y) * rowBytes);
 }
 
 // Mirrors the first `width` pixels of a packed row.
@@ -120,7 +120,8 @@ void MirrorBits(uint8_t* row, int width, std::vector<uint8_t>& scratch) {
   std::fill(row, row + scratch.size(), 0);
   for (int x = 0; x < width; x++) {
     const int from = width - 1 - x;
-    if ((scratch[from >> 3] >> (7 - (from & 7))) & 1) row[x >> 3] |= static_cast<uint8_t>(0x80u >> (x & 7));
+    const bool dark = (scratch[static_cast<size_t>(from >> 3)] >> (7 - (from & 7))) & 1;
+    if (dark) row[x >> 3] |= static_cast<uint8_t>(0x80u >> (x & 7));
   }
 }
 
@@ -178,7 +179,8 @@ bool ReadGreyScanlines(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t
     bool eightBit = true;
     for (int i = 0; i < entries; i++) eightBit = eightBit && red[i] < 256 && green[i] < 256 && blue[i] < 256;
     const int shift = eightBit ? 0 : 8;
-    for (int i = 0; i < entries; i++) paletteGrey[i] = Luminance(red[i] >> shift, green[i] >> shift, blue[i] >> shift);
+    for (int i = 0; i < entries; i++)
+      paletteGrey[i] = Luminance(unsigned{red[i]} >> shift, unsigned{green[i]} >> shift, unsigned{blue[i]} >> shift);
   }
   std::vector<uint8_t> line(static_cast<size_t>(TIFFScanlineSize(t)));
   const size_t need = (size_t{width} * samples * bits + 7) / 8;
