@@ -4,10 +4,16 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace pdf417::fuzz {
+
+// A failed check ends the run, which libFuzzer reports with its input.
+inline void Require(bool ok) {
+  if (!ok) std::abort();
+}
 
 // Reads little-endian values from the fuzz input; past its end every value
 // is 0, so any input, however short, is a complete test case.

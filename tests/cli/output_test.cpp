@@ -20,11 +20,7 @@ SymbolRecord Decoded(const std::string& data, std::vector<EciMark> ecis = {}) {
   r.hasData = true;
   r.data = Bytes(data);
   r.ecis = std::move(ecis);
-  r.corners = {10, 20, 11, 80, 300, 19, 301, 81};
   r.direction = 2;
-  r.errorCorrection = 7;
-  r.mode = 11;
-  r.confidence = 96;
   return r;
 }
 
@@ -101,12 +97,11 @@ TEST(TextLine, FileNamePageAndUndecoded) {
 
 SymbolRecord Segment(const std::string& data, const std::string& id, int index, int64_t count, bool last) {
   SymbolRecord r = Decoded(data);
-  pdf417read::MacroInfo m;
-  m.fileId = id;
-  m.segmentIndex = index;
-  m.segmentCount = count;
-  m.lastSegment = last;
-  r.macro = m;
+  r.macro = pdf417read::MacroInfo{};
+  r.macro->fileId = id;
+  r.macro->segmentIndex = index;
+  r.macro->segmentCount = count;
+  r.macro->lastSegment = last;
   return r;
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "factory/page_factory.h"
+#include "factory/image_files.h"
 #include "factory/photo_factory.h"
 
 namespace {
@@ -30,7 +30,6 @@ bool WritePhoto(const std::string& path) {
   o.symbol.ecLevel = 4;
   o.symbol.columns = 5;
   o.symbol.moduleWidth = 2.6;
-  o.symbol.rowHeight = 3;
   o.keystoneDegrees = 9;
   o.sideRatio = 0.9;
   o.rotationDegrees = -4;
@@ -50,7 +49,7 @@ bool WritePhoto(const std::string& path) {
     std::fprintf(stderr, "cannot render the photo: %s\n", error.c_str());
     return false;
   }
-  const std::vector<uint8_t> jpeg = EncodeJpeg(picture, 70);
+  const std::vector<uint8_t> jpeg = EncodeJpeg(picture.grey.data(), picture.width, picture.height, 1, 70);
   std::printf("%s: %dx%d, %zu bytes, text \"%s\"\n", path.c_str(), picture.width, picture.height, jpeg.size(),
               picture.truth.data.c_str());
   return WriteBytes(path, std::string(jpeg.begin(), jpeg.end()));
