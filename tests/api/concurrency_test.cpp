@@ -3,15 +3,14 @@
 // scripts/tsan.sh runs these tests under ThreadSanitizer.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "api/api_results.h"
+#include "factory/hostile_pages.h"
 #include "factory/page_factory.h"
 #include "pdf417/pdf417.h"
 #include "sample/symbol_reader.h"
@@ -24,25 +23,12 @@ using namespace pdf417::testing;
 using test::ApiRead;
 using test::ReadDibBytes;
 
-struct NamedDib {
-  std::string name;
-  std::vector<uint8_t> dib;
-};
-
-std::vector<NamedDib> Pages() {
-  std::vector<NamedDib> pages;
-  pages.push_back({"one symbol", ToDib(test::OneSymbolPage().page)});
-  pages.push_back({"three symbols, mixed directions", ToDib(test::ThreeSymbolsMixedPage().page, false)});
-  pages.push_back({"undecodable symbol", ToDib(test::UndecodableSymbolPage().page)});
+std::vector<std::vector<uint8_t>> Pages() {
   test::TestPage upsideDown{MakePage(500, 300), {}};
   test::Place(upsideDown, test::Options(NumericPayload(50, 3), 3, 3, 3.0), 250, 150, 1);
-  pages.push_back({"upside down", ToDib(upsideDown.page)});
-  Page noise = MakePage(400, 400);
-  std::mt19937 rng(4);
-  for (uint8_t& d : noise.dark) d = rng() % 2;
-  pages.push_back({"noise", ToDib(noise)});
-  pages.push_back({"blank", ToDib(MakePage(300, 200))});
-  return pages;
+  return {ToDib(test::OneSymbolPage().page), ToDib(test::ThreeSymbolsMixedPage().page, false),
+          ToDib(test::UndecodableSymbolPage().page), ToDib(upsideDown.page), NoisePage(400, 400, 4).bytes,
+          ToDib(MakePage(300, 200))};
 }
 
 // The tracing step is the one value a read leaves for the next (used when a
@@ -53,12 +39,12 @@ std::vector<NamedDib> Pages() {
 TEST(Concurrency, PagesDoNotDependOnTheCarriedTracingStep) {
   std::atomic<int32_t>& step = TracingStepDirection();
   const int32_t saved = step.load();
-  for (const NamedDib& p : Pages()) {
+  for (const std::vector<uint8_t>& dib : Pages()) {
     step.store(0);
-    const ApiRead fresh = ReadDibBytes(p.dib);
+    const ApiRead fresh = ReadDibBytes(dib);
     for (int32_t start : {-1, 1}) {
       step.store(start);
-      EXPECT_EQ(ReadDibBytes(p.dib).results, fresh.results) << p.name << " read after a step of " << start;
+      EXPECT_EQ(ReadDibBytes(dib).results, fresh.results) << "read after a step of " << start;
     }
   }
   step.store(saved);
@@ -67,26 +53,15 @@ TEST(Concurrency, PagesDoNotDependOnTheCarriedTracingStep) {
 // Every other round reads the page from one memory block that all threads
 // share: a block is only read, so two threads may read it at once.
 TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
-  const std::vector<NamedDib> pages = Pages();
+  const std::vector<std::vector<uint8_t>> pages = Pages();
   std::vector<ApiRead> serial;
   std::vector<PDF417_Block> blocks;
-  for (const NamedDib& p : pages) {
-    serial.push_back(ReadDibBytes(p.dib));
-    blocks.push_back(PDF417_BlockAlloc(p.dib.size()));
-    std::copy(p.dib.begin(), p.dib.end(), static_cast<uint8_t*>(PDF417_BlockLock(blocks.back())));
-    PDF417_BlockUnlock(blocks.back());
+  for (const std::vector<uint8_t>& dib : pages) {
+    serial.push_back(ReadDibBytes(dib));
+    blocks.push_back(test::BlockOf(dib));
   }
-  const auto readBlock = [](PDF417_Block block) {
-    ApiRead read;
-    PDF417_Handle h = PDF417_Init();
-    read.status = PDF417_Read(h, block);
-    read.results = test::CollectResults(h);
-    PDF417_Done(h);
-    return read;
-  };
-
   constexpr int kThreads = 4, kRounds = 3;
-  std::atomic<int> reads{0}, mismatches{0};
+  std::atomic<int> mismatches{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
@@ -94,11 +69,11 @@ TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
         for (size_t k = 0; k < pages.size(); ++k) {
           // Each thread walks the pages from a different start.
           const size_t i = (k + static_cast<size_t>(t) * 2 + static_cast<size_t>(round)) % pages.size();
-          const ApiRead read = round % 2 ? readBlock(blocks[i]) : ReadDibBytes(pages[i].dib);
-          ++reads;
+          const ApiRead read = round % 2 ? test::ReadWith([&](PDF417_Handle h) { return PDF417_Read(h, blocks[i]); })
+                                         : ReadDibBytes(pages[i]);
           if (read.status != serial[i].status || !(read.results == serial[i].results)) {
             ++mismatches;
-            ADD_FAILURE() << "thread " << t << ": " << pages[i].name << " differs from its serial read";
+            ADD_FAILURE() << "thread " << t << ": page " << i << " differs from its serial read";
           }
         }
     });
@@ -106,7 +81,6 @@ TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
   for (std::thread& th : threads) th.join();
   for (PDF417_Block block : blocks) PDF417_BlockFree(block);
   EXPECT_EQ(mismatches.load(), 0);
-  std::printf("%d parallel reads on %d threads, %d differed\n", reads.load(), kThreads, mismatches.load());
 }
 
 // Allocation failures are injected per thread: a thread whose allocations
@@ -116,17 +90,16 @@ TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
 // clean reads run until it is through, so the two always overlap however
 // the threads are scheduled.
 TEST(Concurrency, AllocationFailuresOnOneThreadDoNotReachOthers) {
-  const std::vector<NamedDib> pages = Pages();
-  const ApiRead expected = ReadDibBytes(pages[1].dib);
+  const std::vector<uint8_t> dib = Pages()[1];
+  const ApiRead expected = ReadDibBytes(dib);
   std::atomic<bool> started{false}, done{false};
   std::thread failing([&] {
     const long live = alloc_testing::Live();
     started.store(true);
     for (long n = 1; n <= 400; n += 3) {
       PDF417_Handle h = PDF417_Init();
-      if (h == nullptr) continue;
       alloc_testing::FailFrom(n);
-      const int32_t status = PDF417_ReadDib(h, pages[1].dib.data(), pages[1].dib.size());
+      const int32_t status = PDF417_ReadDib(h, dib.data(), dib.size());
       alloc_testing::Reset();
       EXPECT_TRUE(status == 0 || (status == -1 && PDF417_GetNumBarcodes(h) == 0)) << "failing from " << n;
       PDF417_Done(h);
@@ -135,11 +108,7 @@ TEST(Concurrency, AllocationFailuresOnOneThreadDoNotReachOthers) {
     done.store(true);
   });
   while (!started.load()) std::this_thread::yield();
-  int clean = 0;
-  while (!done.load() || clean < 4) {
-    EXPECT_EQ(ReadDibBytes(pages[1].dib).results, expected.results) << "read " << clean;
-    ++clean;
-  }
+  for (int clean = 0; !done.load() || clean < 4; ++clean) EXPECT_EQ(ReadDibBytes(dib).results, expected.results) << "read " << clean;
   failing.join();
 }
 
