@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <csignal>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -38,18 +37,17 @@ std::string ReadText(const std::string& path) {
 std::vector<std::string> RunResult::outLines() const { return SplitLines(out); }
 std::vector<std::string> RunResult::errLines() const { return SplitLines(err); }
 
+// The input goes in through a pipe while pdf417read reads it, as a stream
+// of unknown size; writing ends when it stops reading.
 RunResult RunCli(const std::vector<std::string>& args, const std::vector<uint8_t>& input) {
   TempDir io;
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  int pipeEnds[2] = {-1, -1};
-  if (!input.empty() && pipe(pipeEnds) == 0) {
-    posix_spawn_file_actions_adddup2(&actions, pipeEnds[0], 0);
-    posix_spawn_file_actions_addclose(&actions, pipeEnds[0]);
-    posix_spawn_file_actions_addclose(&actions, pipeEnds[1]);
-  } else {
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  }
+  posix_spawn_file_actions_adddup2(&actions, ends[0], 0);
+  posix_spawn_file_actions_addclose(&actions, ends[0]);
+  posix_spawn_file_actions_addclose(&actions, ends[1]);
   posix_spawn_file_actions_addopen(&actions, 1, io.path("out").c_str(), O_WRONLY | O_CREAT, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, io.path("err").c_str(), O_WRONLY | O_CREAT, 0600);
   std::vector<std::string> all{PDF417READ_PATH};
@@ -57,30 +55,23 @@ RunResult RunCli(const std::vector<std::string>& args, const std::vector<uint8_t
   std::vector<char*> argv;
   for (auto& a : all) argv.push_back(a.data());
   argv.push_back(nullptr);
-  RunResult result;
   pid_t pid = 0;
   const int rc = posix_spawn(&pid, PDF417READ_PATH, &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (pipeEnds[0] >= 0) close(pipeEnds[0]);
-  // The input goes in while pdf417read reads it, as a stream of unknown
-  // size; writing ends when it stops reading.
+  close(ends[0]);
   std::signal(SIGPIPE, SIG_IGN);
   std::thread writer([&] {
-    for (size_t done = 0; pipeEnds[1] >= 0 && rc == 0 && done < input.size();) {
-      const ssize_t n = write(pipeEnds[1], input.data() + done, input.size() - done);
-      if (n <= 0) break;
-      done += static_cast<size_t>(n);
+    for (ssize_t done = 0, n = 0; done < static_cast<ssize_t>(input.size()); done += n) {
+      if ((n = write(ends[1], input.data() + done, input.size() - done)) <= 0) break;
     }
-    if (pipeEnds[1] >= 0) close(pipeEnds[1]);
+    close(ends[1]);
   });
+  RunResult result;
   int status = 0;
   struct rusage usage{};
+  EXPECT_EQ(rc, 0) << "cannot start " << PDF417READ_PATH;
   if (rc == 0) wait4(pid, &status, 0, &usage);
   writer.join();
-  if (rc != 0) {
-    ADD_FAILURE() << "cannot start " << PDF417READ_PATH;
-    return result;
-  }
   result.maxRssKib = usage.ru_maxrss;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.out = ReadText(io.path("out"));

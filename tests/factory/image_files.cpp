@@ -4,7 +4,9 @@
 #include <tiffio.h>
 
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 // jpeglib.h needs FILE declared first.
 #include <jpeglib.h>
@@ -52,7 +54,8 @@ std::vector<uint8_t> MakeBmp(const Page& page, const BmpVariant& v) {
   } else {
     Put(b, 18, page.width, 4);
     Put(b, 22, static_cast<uint32_t>(v.topDown ? -page.height : page.height), 4);
-    Put(b, 26, 1, 2), Put(b, 28, v.bitCount, 2), Put(b, 46, entries, 4);
+    Put(b, 26, 1, 2), Put(b, 28, v.bitCount, 2), Put(b, 34, static_cast<uint32_t>(stride * page.height), 4);
+    Put(b, 38, 7874, 4), Put(b, 42, 7874, 4), Put(b, 46, entries, 4), Put(b, 50, entries, 4);  // 200 dpi
     if (v.bitCount == 32) Put(b, 30, 3, 4), Put(b, 54, 0xFF0000, 4), Put(b, 58, 0xFF00, 4), Put(b, 62, 0xFF, 4);
   }
   const int lightIndex = v.darkIndex == 0 ? 1 : 0;
@@ -62,14 +65,30 @@ std::vector<uint8_t> MakeBmp(const Page& page, const BmpVariant& v) {
   }
   for (int y = 0; y < page.height; y++) {
     uint8_t* row = b.data() + offset + (v.topDown ? y : page.height - 1 - y) * stride;
+    if (v.bitCount == 1) std::fill_n(row, stride, lightIndex ? 0xFF : 0);  // padding bits light too
     for (int x = 0; x < page.width; x++) {
       const int index = page.at(x, y) ? v.darkIndex : lightIndex;
-      if (v.bitCount == 1) row[x >> 3] |= static_cast<uint8_t>(index << (7 - (x & 7)));
+      if (v.bitCount == 1 && index != lightIndex) row[x >> 3] ^= static_cast<uint8_t>(0x80 >> (x & 7));
       if (v.bitCount == 8) row[x] = static_cast<uint8_t>(index);
       for (int k = 0; k < 3 && v.bitCount == 32; k++) row[4 * x + k] = (page.at(x, y) ? v.dark : v.light)[2 - k];
     }
   }
   return b;
+}
+
+std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark) {
+  std::vector<uint8_t> dib = MakeBmp(page, {.darkIndex = colour0Dark ? 0 : 1});
+  dib.erase(dib.begin(), dib.begin() + 14);
+  return dib;
+}
+
+std::vector<uint8_t> ToBmpFile(const Page& page) { return MakeBmp(page, {}); }
+
+bool WriteBmp(const Page& page, const std::string& path) {
+  const std::vector<uint8_t> bytes = MakeBmp(page, {});
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return static_cast<bool>(out);
 }
 
 std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {

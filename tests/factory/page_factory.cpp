@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <numbers>
 #include <random>
@@ -64,10 +63,6 @@ struct SymbolFrame {
     return b;
   }
 };
-
-void PutLe(std::vector<uint8_t>& out, size_t at, uint32_t value, int bytes) {
-  for (int i = 0; i < bytes; ++i) out[at + i] = static_cast<uint8_t>(value >> (8 * i));
-}
 
 std::string RandomString(size_t length, uint32_t seed, const char* chars, size_t count) {
   std::mt19937 rng(seed);
@@ -184,50 +179,6 @@ void AddSaltAndPepper(Page& page, double fraction, uint32_t seed) {
   // 32-bit threshold: a fraction of 1 flips everything.
   const double scaled = std::clamp(fraction, 0.0, 1.0) * 4294967296.0;
   for (uint8_t& pixel : page.dark) pixel ^= static_cast<double>(rng()) < scaled;
-}
-
-std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark) {
-  const size_t stride = ((static_cast<size_t>(page.width) + 31) / 32) * 4, imageBytes = stride * page.height;
-  std::vector<uint8_t> dib(48 + imageBytes, 0);
-  PutLe(dib, 0, 40, 4);
-  PutLe(dib, 4, static_cast<uint32_t>(page.width), 4);
-  PutLe(dib, 8, static_cast<uint32_t>(page.height), 4);
-  PutLe(dib, 12, 1 | 1 << 16, 4);  // one plane, one bit per pixel
-  PutLe(dib, 20, static_cast<uint32_t>(imageBytes), 4);
-  PutLe(dib, 24, 7874, 4);  // 200 dpi in pixels per metre
-  PutLe(dib, 28, 7874, 4);
-  PutLe(dib, 32, 2, 4);  // colours used
-  PutLe(dib, 36, 2, 4);  // colours important
-  const uint8_t light = colour0Dark ? 0xFF : 0;  // the bits of light pixels
-  std::fill_n(dib.begin() + (colour0Dark ? 44 : 40), 3, 255);
-  // Rows bottom-up. The padding bits after the last pixel are light, so
-  // both polarities load into byte-identical images.
-  for (int y = 0; y < page.height; ++y) {
-    uint8_t* row = dib.data() + 48 + stride * (page.height - 1 - y);
-    std::memset(row, light, stride);
-    for (int x = 0; x < page.width; ++x) {
-      if (page.at(x, y)) row[x >> 3] ^= static_cast<uint8_t>(0x80 >> (x & 7));
-    }
-  }
-  return dib;
-}
-
-std::vector<uint8_t> ToBmpFile(const Page& page) {
-  std::vector<uint8_t> file(14, 0);
-  const std::vector<uint8_t> dib = ToDib(page, true);
-  file.insert(file.end(), dib.begin(), dib.end());
-  file[0] = 'B';
-  file[1] = 'M';
-  PutLe(file, 2, static_cast<uint32_t>(file.size()), 4);
-  PutLe(file, 10, 14 + 40 + 8, 4);  // offset of the pixel rows
-  return file;
-}
-
-bool WriteBmp(const Page& page, const std::string& path) {
-  const std::vector<uint8_t> bytes = ToBmpFile(page);
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  return static_cast<bool>(out);
 }
 
 std::string TextPayload(size_t length, uint32_t seed) {

@@ -92,9 +92,10 @@ bool PlaceSymbol(Page& page, const SymbolOptions& options, double cx, double cy,
 void AddSaltAndPepper(Page& page, double fraction, uint32_t seed);
 
 // Packed 1-bit DIB: 40-byte header, two palette entries, rows bottom-up,
-// stride ((width + 31) / 32) * 4. colour0Dark selects the palette polarity:
-// true makes entry 0 black (blue byte 0) and stores dark as bit 0; false
-// makes entry 0 white and stores dark as bit 1.
+// stride ((width + 31) / 32) * 4, padding bits light. colour0Dark selects
+// the palette polarity: true makes entry 0 black (blue byte 0) and stores
+// dark as bit 0; false makes entry 0 white and stores dark as bit 1.
+// (Written by image_files.cpp.)
 std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark = true);
 
 // BMP file (14-byte file header + DIB) for tools and the bundled sample.
