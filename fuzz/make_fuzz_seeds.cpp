@@ -41,15 +41,6 @@ void Write(const fs::path& path, const std::vector<uint8_t>& bytes) {
 
 void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& bytes) { to.insert(to.end(), bytes.begin(), bytes.end()); }
 
-testing::SymbolOptions Options(const std::string& data, int ecLevel, int columns, double moduleWidth = 3) {
-  testing::SymbolOptions o;
-  o.data = data;
-  o.ecLevel = ecLevel;
-  o.columns = columns;
-  o.moduleWidth = moduleWidth;
-  return o;
-}
-
 testing::EncodedSymbol Encode(const testing::SymbolOptions& o) {
   testing::EncodedSymbol e;
   std::string error;
@@ -71,7 +62,7 @@ testing::Page SmallPage(const testing::SymbolOptions& o, int direction) {
 // stand and behind a synthesized header.
 void ReadDibSeeds() {
   for (int i = 0; i < 8; ++i) {
-    const testing::Page page = SmallPage(Options(testing::TextPayload(8 + 10 * i, i), i % 4, 1 + i % 3, 2 + i % 2), i / 2);
+    const testing::Page page = SmallPage({testing::TextPayload(8 + 10 * i, i), i % 4, 1 + i % 3, 2.0 + i % 2}, i / 2);
     const std::vector<uint8_t> dib = testing::ToDib(page, i % 2 == 0);
     std::vector<uint8_t> raw{kDibRaw}, synth{static_cast<uint8_t>(kDibSynth | (i % 2 ? kDibColour0Light : 0))};
     Append(raw, dib);
@@ -87,8 +78,8 @@ void ReadDibSeeds() {
 // in each direction, module widths 1 to 3, clean and with noise, shear or a
 // light rectangle over the data.
 void SymbolPageSeeds() {
-  const testing::EncodedSymbol symbols[] = {Encode(Options(testing::TextPayload(20, 40), 2, 2)), Encode(Options(testing::NumericPayload(40, 41), 3, 3)),
-                                            Encode(Options(testing::BytePayload(30, 42), 1, 3)), Encode(Options(testing::TextPayload(60, 43), 4, 4))};
+  const testing::EncodedSymbol symbols[] = {Encode({testing::TextPayload(20, 40), 2, 2}), Encode({testing::NumericPayload(40, 41), 3, 3}),
+                                            Encode({testing::BytePayload(30, 42), 1, 3}), Encode({testing::TextPayload(60, 43), 4, 4})};
   for (int i = 0; i < 16; ++i) {
     const testing::EncodedSymbol& e = symbols[i / 4];
     std::vector<uint8_t> seed{static_cast<uint8_t>(i % 4 | (i % 2 ? 4 : 0)), static_cast<uint8_t>(i % 3), 2,
@@ -111,9 +102,9 @@ void SymbolPageSeeds() {
 // fuzz_high_level: its data codewords; fuzz_correct_errors: its data
 // codewords with errors to undo, and its whole codeword sequence.
 void MatrixAndHighLevelSeeds() {
-  const testing::EncodedSymbol symbols[] = {Encode(Options("Hello, fuzzer", 2, 2)), Encode(Options(testing::NumericPayload(60, 1), 3, 3)),
-                                            Encode(Options(testing::BytePayload(40, 2), 4, 4)), Encode(Options(testing::TextPayload(120, 3), 5, 6)),
-                                            Encode(Options("12345", 0, 1))};
+  const testing::EncodedSymbol symbols[] = {Encode({"Hello, fuzzer", 2, 2}), Encode({testing::NumericPayload(60, 1), 3, 3}),
+                                            Encode({testing::BytePayload(40, 2), 4, 4}), Encode({testing::TextPayload(120, 3), 5, 6}),
+                                            Encode({"12345", 0, 1})};
   for (int i = 0; i < 5; ++i) {
     const testing::EncodedSymbol& e = symbols[i];
     const std::vector<std::string> patterns = testing::CodewordPatterns(e);
@@ -159,7 +150,7 @@ void MatrixAndHighLevelSeeds() {
 // fuzz_image_loaders: one page in the file formats and variants
 // pdf417read's loaders tell apart.
 void LoaderSeeds() {
-  const testing::Page page = SmallPage(Options("loader seed", 2, 2, 2), 0);
+  const testing::Page page = SmallPage({"loader seed", 2, 2, 2.0}, 0);
   const fs::path dir = gRoot / "image_loaders", file = gRoot / "page.tmp";
   Write(dir / "page.bmp", testing::ToBmpFile(page));
   Write(dir / "grey8.bmp", testing::MakeBmp(page, {.bitCount = 8}));

@@ -115,13 +115,13 @@ inline std::string AsReported(std::string s) {
   return s.substr(0, 998);
 }
 
-// Whether every result is undecoded or one of the payloads: its data exactly,
-// and its classic text as reported (or, with the right data, the classic
-// reading of the same codewords, which differs for some byte runs).
-inline bool OnlyPayloads(const std::vector<ApiResult>& results, const std::vector<std::string>& payloads,
-                         std::string* why) {
+// Whether every result is undecoded or one of the page's payloads: its data
+// exactly, and its classic text as reported (or, with the right data, the
+// classic reading of the same codewords, which differs for some byte runs).
+inline bool OnlyPayloads(const std::vector<ApiResult>& results, const testing::Page& page, std::string* why) {
   const auto known = [&](const std::string& s, bool classic) {
-    return std::any_of(payloads.begin(), payloads.end(), [&](const std::string& p) { return (classic ? AsReported(p) : p) == s; });
+    return std::any_of(page.symbols.begin(), page.symbols.end(),
+                       [&](const testing::SymbolTruth& t) { return (classic ? AsReported(t.data) : t.data) == s; });
   };
   for (const ApiResult& r : results) {
     if (r.hasData && !known(r.data, false)) *why = "wrong data '" + r.data.substr(0, 40) + "'";
@@ -133,53 +133,31 @@ inline bool OnlyPayloads(const std::vector<ApiResult>& results, const std::vecto
 
 // ------------------------------------------------------------ test pages
 
-// A factory page with the payloads of its symbols.
-struct TestPage {
-  testing::Page page;
-  std::vector<std::string> payloads;
-};
-
-inline testing::SymbolOptions Options(std::string data, int ecLevel, int columns, double moduleWidth,
-                                      int rowHeight = 3) {
-  testing::SymbolOptions o;
-  o.data = std::move(data);
-  o.ecLevel = ecLevel;
-  o.columns = columns;
-  o.moduleWidth = moduleWidth;
-  o.rowHeight = rowHeight;
-  return o;
-}
-
-inline bool Place(TestPage& p, const testing::SymbolOptions& o, double x, double y, int direction) {
-  if (!testing::PlaceSymbol(p.page, o, x, y, direction)) return false;
-  p.payloads.push_back(o.data);
-  return true;
-}
-
-inline TestPage OneSymbolPage() {
-  TestPage p{testing::MakePage(420, 260), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(40, 7), 2, 3, 3.0), 210, 130, 0));
+inline testing::Page OneSymbolPage() {
+  testing::Page p = testing::MakePage(420, 260);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(40, 7), 2, 3, 3.0}, 210, 130, 0));
   return p;
 }
 
-inline TestPage ThreeSymbolsMixedPage() {
-  TestPage p{testing::MakePage(900, 900), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(30, 8), 2, 3, 3.0), 260, 200, 0));
-  EXPECT_TRUE(Place(p, Options(testing::NumericPayload(40, 9), 3, 2, 3.0), 230, 620, 2));
-  EXPECT_TRUE(Place(p, Options(testing::BytePayload(20, 10), 2, 3, 3.0), 650, 520, 3));
+inline testing::Page ThreeSymbolsMixedPage() {
+  testing::Page p = testing::MakePage(900, 900);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(30, 8), 2, 3, 3.0}, 260, 200, 0));
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::NumericPayload(40, 9), 3, 2, 3.0}, 230, 620, 2));
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::BytePayload(20, 10), 2, 3, 3.0}, 650, 520, 3));
   return p;
 }
 
 // A symbol whose middle data columns are wiped out over its whole height:
 // the start and stop patterns are intact, so it is found, but far more
-// codewords are lost than its correction can restore.
-inline TestPage UndecodableSymbolPage() {
-  TestPage p{testing::MakePage(420, 260), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(16, 11), 1, 2, 3.0, 6), 210, 130, 0));
-  const int left = static_cast<int>(p.page.symbols[0].corners[0].x), right = static_cast<int>(p.page.symbols[0].corners[2].x);
-  for (int y = 0; y < p.page.height; ++y)
-    for (int x = left + (right - left) * 35 / 100; x < left + (right - left) * 65 / 100; ++x) p.page.at(x, y) = 0;
-  p.payloads.clear();  // nothing on this page may decode
+// codewords are lost than its correction can restore. Nothing on this page
+// may decode: it holds no symbol's truth.
+inline testing::Page UndecodableSymbolPage() {
+  testing::Page p = testing::MakePage(420, 260);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(16, 11), 1, 2, 3.0, 6}, 210, 130, 0));
+  const int left = static_cast<int>(p.symbols[0].corners[0].x), right = static_cast<int>(p.symbols[0].corners[2].x);
+  for (int y = 0; y < p.height; ++y)
+    for (int x = left + (right - left) * 35 / 100; x < left + (right - left) * 65 / 100; ++x) p.at(x, y) = 0;
+  p.symbols.clear();
   return p;
 }
 

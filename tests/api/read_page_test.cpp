@@ -226,46 +226,22 @@ TEST(ReadPage, EverySymbolOfAFullPageOnce) {
   } placed[] = {{700, 600, 0, Payload::Text, 3}, {1800, 700, 1, Payload::Numeric, 4}, {600, 1900, 2, Payload::Bytes, 3},
                 {1800, 2000, 3, Payload::Text, 2.5}, {1200, 3000, 0, Payload::Numeric, 2}};
   for (const auto& p : placed) {
-    ASSERT_TRUE(PlaceSymbol(a4, pdf417::test::Options(MakePayload(p.payload, 80, 40 + p.direction), 3, 5, p.mw), p.x, p.y, p.direction));
+    ASSERT_TRUE(PlaceSymbol(a4, {MakePayload(p.payload, 80, 40 + p.direction), 3, 5, p.mw}, p.x, p.y, p.direction));
   }
   for (int k = 0; k < 121; ++k) {
-    ASSERT_TRUE(PlaceSymbol(sheet, pdf417::test::Options(std::to_string(1000 + k), 0, 1, 2.0, 6), 110 + k % 11 * 200, 57.5 + k / 11 * 95, 0));
+    ASSERT_TRUE(PlaceSymbol(sheet, {std::to_string(1000 + k), 0, 1, 2.0, 6}, 110 + k % 11 * 200, 57.5 + k / 11 * 95, 0));
   }
   for (const Page* page : {&a4, &sheet}) {
     const std::vector<ApiResult> results = Read(*page, true, page == &sheet);
-    std::vector<std::string> payloads;
     for (const SymbolTruth& t : page->symbols) {
-      payloads.push_back(t.data);
       EXPECT_EQ(std::count_if(results.begin(), results.end(), [&](const ApiResult& r) {
                   return r.hasData && r.data == t.data && r.direction == t.direction &&
                          (page == &sheet || CornersMatch(r, t, 3 + 1.5 * t.moduleWidth));
                 }), 1) << t.data;
     }
     std::string why;
-    EXPECT_TRUE(pdf417::test::OnlyPayloads(results, payloads, &why)) << why;
+    EXPECT_TRUE(pdf417::test::OnlyPayloads(results, *page, &why)) << why;
   }
-}
-
-// One handle read again: each read replaces the results of the one before;
-// a refused bitmap (4 bits per pixel) leaves none, and the getters write
-// nothing for a result that is not there.
-TEST(ReadPage, EachReadReplacesTheResultsBefore) {
-  Page page;
-  ASSERT_TRUE(MakeCasePage({0, 3.0, 2, 3, Payload::Text, 30}, 3, &page));
-  std::vector<uint8_t> one = ToDib(page), blank = ToDib(MakePage(100, 100)), fourBits = one;
-  fourBits[14] = 4;
-  PDF417_Handle h = PDF417_Init();
-  int32_t first = -1, v = 5;
-  for (std::vector<uint8_t>* dib : {&one, &one, &blank, &one, &fourBits}) {
-    ASSERT_EQ(PDF417_ReadDib(h, dib->data(), dib->size()), 0);
-    if (first < 0) first = PDF417_GetNumBarcodes(h);
-    EXPECT_EQ(PDF417_GetNumBarcodes(h), dib == &one ? first : 0);
-  }
-  EXPECT_GE(first, 1);
-  EXPECT_TRUE(PDF417_GetSymbolText(h, 0, &v, nullptr) == 0 && v == 5 && PDF417_GetData(h, 0, nullptr, 0) == -1);
-  EXPECT_EQ(PDF417_Read(h, nullptr), 0);
-  PDF417_Done(h);
-  PDF417_Done(nullptr);
 }
 
 // ------------------------------------------------------------ grey pictures
@@ -283,32 +259,48 @@ std::vector<uint8_t> GreyOf(const Page& page, int stride) {
   return grey;
 }
 
+// One handle read again and again: each read replaces the results of the
+// one before; a refused read (a grey picture that cannot be read safely, a
+// bitmap of 4 bits per pixel, no block) leaves none, and the getters then
+// write nothing.
 TEST(ReadGrey, RefusesWhatCannotBeReadSafely) {
-  const Page page = pdf417::test::OneSymbolPage().page;
-  const std::vector<uint8_t> grey = GreyOf(page, page.width);
+  const Page page = pdf417::test::OneSymbolPage();
+  std::vector<uint8_t> dib = ToDib(page), fourBits = dib, grey = GreyOf(page, page.width);
+  fourBits[14] = 4;
   const int32_t w = page.width, h = page.height;
+  enum { kGrey, kFourBits, kNoBlock };
   const struct {
     const char* name;
-    const uint8_t* pixels;
-    int32_t width, height, stride;
+    int kind;
+    const uint8_t* pixels = nullptr;
+    int32_t width = 0, height = 0, stride = 0;
   } refused[] = {
-      {"no pixels", nullptr, w, h, w},
-      {"width 0", grey.data(), 0, h, w},
-      {"negative height", grey.data(), w, -h, w},
-      {"stride below width", grey.data(), w, h, w - 1},
-      {"negative stride", grey.data(), w, h, -w},
+      {"no pixels", kGrey, nullptr, w, h, w},
+      {"width 0", kGrey, grey.data(), 0, h, w},
+      {"negative height", kGrey, grey.data(), w, -h, w},
+      {"stride below width", kGrey, grey.data(), w, h, w - 1},
+      {"negative stride", kGrey, grey.data(), w, h, -w},
       // Refused before a byte is read: the buffer is far smaller.
-      {"over 1 GiB", grey.data(), w, (1 << 30) / w + 1, w},
+      {"over 1 GiB", kGrey, grey.data(), w, (1 << 30) / w + 1, w},
+      {"4 bits per pixel", kFourBits},
+      {"no block", kNoBlock},
   };
   PDF417_Handle handle = PDF417_Init();
+  ASSERT_EQ(PDF417_ReadGrey(handle, grey.data(), w, h, w), 0);
+  const int32_t found = PDF417_GetNumBarcodes(handle);
+  ASSERT_GE(found, 1);
   for (const auto& r : refused) {
-    // Each refusal also releases the previous read's results.
-    ASSERT_EQ(PDF417_ReadGrey(handle, grey.data(), w, h, w), 0);
-    ASSERT_GT(PDF417_GetNumBarcodes(handle), 0);
-    EXPECT_EQ(PDF417_ReadGrey(handle, r.pixels, r.width, r.height, r.stride), 0) << r.name;
+    ASSERT_EQ(PDF417_ReadDib(handle, dib.data(), dib.size()), 0);
+    EXPECT_EQ(PDF417_GetNumBarcodes(handle), found);
+    EXPECT_EQ(r.kind == kFourBits  ? PDF417_ReadDib(handle, fourBits.data(), fourBits.size())
+              : r.kind == kNoBlock ? PDF417_Read(handle, nullptr)
+                                   : PDF417_ReadGrey(handle, r.pixels, r.width, r.height, r.stride), 0) << r.name;
     EXPECT_EQ(PDF417_GetNumBarcodes(handle), 0) << r.name;
   }
+  int32_t v = 5;
+  EXPECT_TRUE(PDF417_GetSymbolText(handle, 0, &v, nullptr) == 0 && v == 5 && PDF417_GetData(handle, 0, nullptr, 0) == -1);
   PDF417_Done(handle);
+  PDF417_Done(nullptr);
   EXPECT_EQ(PDF417_ReadGrey(nullptr, grey.data(), w, h, w), -1);
 }
 
@@ -316,14 +308,14 @@ TEST(ReadGrey, RefusesWhatCannotBeReadSafely) {
 // page, so every result (data, corners, directions, figures, outline) is
 // the one PDF417_ReadDib gives, also with padded rows.
 TEST(ReadGrey, CleanGreyPageReadsAsItsOneBitForm) {
-  const pdf417::test::TestPage p = pdf417::test::ThreeSymbolsMixedPage();
-  const ApiRead bits = pdf417::test::ReadDibBytes(ToDib(p.page));
+  const Page p = pdf417::test::ThreeSymbolsMixedPage();
+  const ApiRead bits = pdf417::test::ReadDibBytes(ToDib(p));
   ASSERT_EQ(bits.results.size(), 3u);
-  for (const std::string& payload : p.payloads) {
-    EXPECT_EQ(std::count_if(bits.results.begin(), bits.results.end(), [&](const ApiResult& r) { return r.data == payload; }), 1);
+  for (const SymbolTruth& t : p.symbols) {
+    EXPECT_EQ(std::count_if(bits.results.begin(), bits.results.end(), [&](const ApiResult& r) { return r.data == t.data; }), 1);
   }
-  const std::vector<uint8_t> grey = GreyOf(p.page, p.page.width + 3);
-  const ApiRead read = ReadGrey(grey.data(), p.page.width, p.page.height, p.page.width + 3);
+  const std::vector<uint8_t> grey = GreyOf(p, p.width + 3);
+  const ApiRead read = ReadGrey(grey.data(), p.width, p.height, p.width + 3);
   EXPECT_EQ(read.status, 0);
   EXPECT_TRUE(read.results == bits.results);
 }

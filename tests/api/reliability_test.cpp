@@ -34,7 +34,6 @@ using namespace pdf417::testing;
 using test::ApiRead;
 using test::ApiResult;
 using test::ReadDibBytes;
-using test::TestPage;
 
 bool LongTests() { return std::getenv("PDF417_LONG_TESTS") != nullptr; }
 
@@ -42,8 +41,7 @@ bool LongTests() { return std::getenv("PDF417_LONG_TESTS") != nullptr; }
 // its two zero bytes (a pass pairs at most 1,500 merged clusters), and,
 // unless payloads is null, every result is undecoded or exactly one of the
 // payloads on the page.
-void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const std::vector<std::string>* payloads,
-                               const std::string& context) {
+void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const Page* payloads, const std::string& context) {
   EXPECT_LE(results.size(), 3000u) << context;
   for (const ApiResult& r : results) {
     EXPECT_TRUE(r.direction >= 0 && r.direction <= 3) << context;
@@ -57,7 +55,7 @@ void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const std:
 
 struct SweepCase {
   const char* name;
-  TestPage (*make)();
+  Page (*make)();
   bool grey = false;  // through PDF417_ReadGrey (ink 50, paper 200)
 };
 void PrintTo(const SweepCase& c, std::ostream* os) { *os << c.name; }
@@ -72,11 +70,11 @@ class AllocationFailure : public ::testing::TestWithParam<SweepCase> {};
 // failure); of a grey read, three tries over a picture twice as large in
 // the end, every 61st.
 TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
-  const TestPage p = GetParam().make();
+  const Page p = GetParam().make();
   const bool grey = GetParam().grey;
-  const std::vector<uint8_t> dib = ToDib(p.page);
-  std::vector<uint8_t> pixels(p.page.dark.size());
-  for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = p.page.dark[i] ? 50 : 200;
+  const std::vector<uint8_t> dib = ToDib(p);
+  std::vector<uint8_t> pixels(p.dark.size());
+  for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = p.dark[i] ? 50 : 200;
   const long stride = LongTests() ? 1 : grey ? 61 : 7;
   for (const bool failOnly : {true, false}) {
     long points = 0;
@@ -86,7 +84,7 @@ TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
       PDF417_Handle h = PDF417_Init();
       ASSERT_NE(h, nullptr);
       failOnly ? alloc_testing::FailOnly(n) : alloc_testing::FailFrom(n);
-      const int32_t status = grey ? PDF417_ReadGrey(h, pixels.data(), p.page.width, p.page.height, p.page.width)
+      const int32_t status = grey ? PDF417_ReadGrey(h, pixels.data(), p.width, p.height, p.width)
                                   : PDF417_ReadDib(h, dib.data(), dib.size());
       const long attempts = alloc_testing::Attempts();
       alloc_testing::Reset();
@@ -95,7 +93,7 @@ TEST_P(AllocationFailure, EveryFailurePointEndsAsPromisedWithoutLeaks) {
       EXPECT_EQ(alloc_testing::Live(), live) << context << ": leaked";
       // -1 only when the results could not be stored: the handle holds none.
       EXPECT_TRUE(status == 0 || (status == -1 && results.empty() && attempts >= n)) << context;
-      ExpectOnlyCorrectOrFailed(results, &p.payloads, context);
+      ExpectOnlyCorrectOrFailed(results, &p, context);
       if (attempts < n) break;  // the read never reached the failure point
     }
     std::printf("%s: %ld %s failure points exercised\n", GetParam().name, points, failOnly ? "FailOnly" : "FailFrom");
@@ -113,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(Pages, AllocationFailure,
                          [](const ::testing::TestParamInfo<SweepCase>& info) { return info.param.name; });
 
 TEST(AllocationFailure, UndecodablePageStillReportsItsCandidateAndFailedInitGivesNull) {
-  const ApiRead read = ReadDibBytes(ToDib(test::UndecodableSymbolPage().page));
+  const ApiRead read = ReadDibBytes(ToDib(test::UndecodableSymbolPage()));
   EXPECT_EQ(read.status, 0);
   ASSERT_FALSE(read.results.empty()) << "the damaged symbol is no longer found: the sweep loses its point";
   for (const ApiResult& r : read.results) EXPECT_FALSE(r.decoded());
@@ -152,7 +150,7 @@ struct HostileCase {
   const char* name;
   std::function<std::vector<uint8_t>()> make;  // made when its turn comes
   bool refused;                                // no results at all
-  const TestPage* symbols = nullptr;           // what may and must decode
+  const Page* symbols = nullptr;               // what may and must decode
   Hand hand = Hand::kPointer;
 };
 
@@ -167,19 +165,19 @@ struct HostileCase {
 // bits after the last pixel of a row belong to no pixel: dark ones change
 // nothing.
 TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
-  const TestPage symbol = test::OneSymbolPage();
-  std::vector<uint8_t> padded = ToDib(symbol.page);
-  for (int y = 0; y < symbol.page.height; ++y)  // 420 pixels a row: 4 bits of the 53rd byte and 3 bytes of padding
+  const Page symbol = test::OneSymbolPage();
+  std::vector<uint8_t> padded = ToDib(symbol);
+  for (int y = 0; y < symbol.height; ++y)  // 420 pixels a row: 4 bits of the 53rd byte and 3 bytes of padding
     for (size_t x = 420; x < Stride(420) * 8; ++x) padded[48 + y * Stride(420) + x / 8] &= static_cast<uint8_t>(~(0x80 >> x % 8));
   // The largest symbol: 928 codewords (29 data columns x 32 rows) at the
   // highest correction level (512 correction codewords), the longest byte
   // payload the encoder accepts.
-  SymbolOptions o = test::Options("", 8, 29, 2.0, 3);
+  SymbolOptions o{"", 8, 29, 2.0, 3};
   EncodedSymbol e;
   for (size_t length = 520; length > 400 && !EncodeSymbol(o, &e, nullptr); --length) o.data = BytePayload(length, 30);
   ASSERT_EQ(e.rows * e.dataColumns, 928) << e.rows << " rows x " << e.dataColumns;
-  TestPage largest{MakePage(e.widthModules * 2 + 36, e.rows * 6 + 36), {}};
-  ASSERT_TRUE(test::Place(largest, o, largest.page.width / 2.0, largest.page.height / 2.0, 0));
+  Page largest = MakePage(e.widthModules * 2 + 36, e.rows * 6 + 36);
+  ASSERT_TRUE(PlaceSymbol(largest, o, largest.width / 2.0, largest.height / 2.0, 0));
 
   const auto bytes = [](std::vector<uint8_t> b) { return [b] { return b; }; };
   const auto packed = [](PackedDib (*make)(int64_t, int64_t), int64_t w, int64_t h) { return [=] { return make(w, h).bytes; }; };
@@ -196,18 +194,18 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
       {"just over 1 GiB of rows", bytes(RawDib(40000, static_cast<int32_t>((1 << 30) / Stride(40000) + 1), 1, 64)), true},
       {"24-bit", bytes(RawDib(64, 64, 24, Stride(64 * 24) * 64)), true},
       {"bit count 257 (low byte 1)", bytes(RawDib(64, 64, 257, Stride(64) * 64)), true},
-      {"header size 124 (V5)", bytes(WithHeaderSize(ToDib(symbol.page), 124, 124)), false, &symbol},
-      {"header size 12", bytes(WithHeaderSize(ToDib(symbol.page), 40, 12)), true},
-      {"header size past the block", bytes(WithHeaderSize(ToDib(symbol.page), 40, 0x7FFFFFFF)), true},
+      {"header size 124 (V5)", bytes(WithHeaderSize(ToDib(symbol), 124, 124)), false, &symbol},
+      {"header size 12", bytes(WithHeaderSize(ToDib(symbol), 40, 12)), true},
+      {"header size past the block", bytes(WithHeaderSize(ToDib(symbol), 40, 0x7FFFFFFF)), true},
       {"1 x 1 dark", bytes(RawDib(1, 1, 1, 4, 0x00)), true},
       // One row of alternating pixels: too low for a symbol either way.
       {"4,000,000 x 1 stripes", bytes(RawDib(4000000, 1, 1, Stride(4000000), 0x55)), true},
       {"1 x 4,000,000", bytes(RawDib(1, 4000000, 1, Stride(1) * 4000000, 0x55)), true},
       {"2,147,483,647 x 1 (256 MiB)", packed(MakePackedDib, INT32_MAX, 1), true},
       {"dark padding bits", bytes(padded), false, &symbol},
-      {"largest symbol", bytes(ToDib(largest.page)), false, &largest},
-      {"symbol through a block", bytes(ToDib(symbol.page)), false, &symbol, Hand::kBlock},
-      {"symbol behind a stale block handle", bytes(ToDib(symbol.page)), true, nullptr, Hand::kStaleBlock},
+      {"largest symbol", bytes(ToDib(largest)), false, &largest},
+      {"symbol through a block", bytes(ToDib(symbol)), false, &symbol, Hand::kBlock},
+      {"symbol behind a stale block handle", bytes(ToDib(symbol)), true, nullptr, Hand::kStaleBlock},
       {"all dark 1000 x 1000", allDark(1000, 1000), false},
       {"noise 1000 x 800", packed(noise, 1000, 800), false},
       {"1 x 3000 noise", packed(noise, 1, 3000), false},
@@ -253,14 +251,14 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
     }
     EXPECT_EQ(read.status, 0) << c.name;
     EXPECT_TRUE(!c.refused || read.results.empty()) << c.name;
-    const std::vector<std::string> payloads = c.symbols ? c.symbols->payloads : std::vector<std::string>{};
-    ExpectOnlyCorrectOrFailed(read.results, &payloads, c.name);
-    for (const std::string& payload : payloads) {
-      EXPECT_TRUE(std::any_of(read.results.begin(), read.results.end(), [&](const ApiResult& r) { return r.data == payload; }))
+    const Page none;
+    ExpectOnlyCorrectOrFailed(read.results, c.symbols ? c.symbols : &none, c.name);
+    for (const SymbolTruth& t : c.symbols ? c.symbols->symbols : none.symbols) {
+      EXPECT_TRUE(std::any_of(read.results.begin(), read.results.end(), [&](const ApiResult& r) { return r.data == t.data; }))
           << c.name << ": payload not read";
     }
   }
-  EXPECT_EQ(ReadDibBytes(ToDib(symbol.page)).results, ReadDibBytes(padded).results);
+  EXPECT_EQ(ReadDibBytes(ToDib(symbol)).results, ReadDibBytes(padded).results);
 }
 
 // Inputs on which the read once failed under the fuzzer, kept in
@@ -285,42 +283,36 @@ TEST(HostileBitmap, FuzzerRegressions) {
 // ------------------------------------------------------------ threads
 
 std::vector<std::vector<uint8_t>> Pages() {
-  test::TestPage upsideDown{MakePage(500, 300), {}};
-  test::Place(upsideDown, test::Options(NumericPayload(50, 3), 3, 3, 3.0), 250, 150, 1);
-  return {ToDib(test::OneSymbolPage().page), ToDib(test::ThreeSymbolsMixedPage().page, false),
-          ToDib(test::UndecodableSymbolPage().page), ToDib(upsideDown.page), NoisePage(400, 400, 4).bytes,
+  Page upsideDown = MakePage(500, 300);
+  PlaceSymbol(upsideDown, {NumericPayload(50, 3), 3, 3, 3.0}, 250, 150, 1);
+  return {ToDib(test::OneSymbolPage()), ToDib(test::ThreeSymbolsMixedPage(), false),
+          ToDib(test::UndecodableSymbolPage()), ToDib(upsideDown), NoisePage(400, 400, 4).bytes,
           ToDib(MakePage(300, 200))};
 }
 
 // The tracing step is the one value a read leaves for the next (used when a
 // candidate's angle does not choose a step of its own). Reads that run at
-// the same time can see each other's step, so the comparison below holds for
-// pages whose results do not depend on the step they start with; this test
-// checks that the pages used are such pages.
-TEST(Concurrency, PagesDoNotDependOnTheCarriedTracingStep) {
-  std::atomic<int32_t>& step = TracingStepDirection();
-  const int32_t saved = step.load();
-  for (const std::vector<uint8_t>& dib : Pages()) {
-    step.store(0);
-    const ApiRead fresh = ReadDibBytes(dib);
-    for (int32_t start : {-1, 1}) {
-      step.store(start);
-      EXPECT_EQ(ReadDibBytes(dib).results, fresh.results) << "read after a step of " << start;
-    }
-  }
-  step.store(saved);
-}
-
-// Every other round reads the page from one memory block that all threads
-// share: a block is only read, so two threads may read it at once.
+// the same time can see each other's step, so the comparison holds for
+// pages whose results do not depend on the step they start with, which the
+// serial reads check first. Every other round reads the page from one
+// memory block that all threads share: a block is only read, so two threads
+// may read it at once.
 TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
   const std::vector<std::vector<uint8_t>> pages = Pages();
   std::vector<ApiRead> serial;
   std::vector<PDF417_Block> blocks;
+  std::atomic<int32_t>& step = TracingStepDirection();
+  const int32_t saved = step.load();
   for (const std::vector<uint8_t>& dib : pages) {
-    serial.push_back(ReadDibBytes(dib));
+    for (const int32_t start : {0, -1, 1}) {
+      step.store(start);
+      const ApiRead read = ReadDibBytes(dib);
+      EXPECT_TRUE(start == 0 || read.results == serial.back().results) << "page " << serial.size() - 1 << " after a step of " << start;
+      if (start == 0) serial.push_back(read);
+    }
     blocks.push_back(test::BlockOf(dib));
   }
+  step.store(saved);
   constexpr int kThreads = 4, kRounds = 3;
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {

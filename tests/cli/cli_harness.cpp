@@ -107,14 +107,11 @@ Page ReadDumpedPage(const std::string& path, int* bitsOut) {
     return v;
   };
   const int bits = b.size() < 62 ? 0 : static_cast<int>(le(28, 2));
-  if (b.size() < 62 || b[0] != 'B' || b[1] != 'M' || le(14, 4) != 40 || (bits != 1 && bits != 8)) {
-    ADD_FAILURE() << path << " is not a 1-bit or 8-bit BMP with a 40-byte header";
-    return Page{};
-  }
-  const int width = static_cast<int>(le(18, 4)), height = static_cast<int>(le(22, 4));
-  const size_t stride = (static_cast<size_t>(width) * bits + 31) / 32 * 4, offset = le(10, 4);
-  if (width <= 0 || height <= 0 || b.size() < offset + stride * height) {
-    ADD_FAILURE() << path << " is damaged";
+  const int width = bits ? static_cast<int>(le(18, 4)) : 0, height = bits ? static_cast<int>(le(22, 4)) : 0;
+  const size_t stride = (static_cast<size_t>(width) * bits + 31) / 32 * 4, offset = bits ? le(10, 4) : 0;
+  if (b.size() < 62 || b[0] != 'B' || b[1] != 'M' || le(14, 4) != 40 || (bits != 1 && bits != 8) || width <= 0 ||
+      height <= 0 || b.size() < offset + stride * height) {
+    ADD_FAILURE() << path << " is not a whole 1-bit or 8-bit BMP with a 40-byte header";
     return Page{};
   }
   if (bitsOut != nullptr) *bitsOut = bits;
@@ -133,11 +130,8 @@ bool SamePixels(const Page& a, const Page& b) { return a.width == b.width && a.h
 
 Page PageWithSymbol(const std::string& text, int width, int height) {
   Page page = pdf417::testing::MakePage(width, height);
-  pdf417::testing::SymbolOptions options;
-  options.data = text;
-  options.columns = 2;
   std::string error;
-  if (!pdf417::testing::PlaceSymbol(page, options, width / 2.0, height / 2.0, 0, 0.0, &error)) ADD_FAILURE() << error;
+  if (!pdf417::testing::PlaceSymbol(page, {text, 2, 2}, width / 2.0, height / 2.0, 0, 0.0, &error)) ADD_FAILURE() << error;
   return page;
 }
 

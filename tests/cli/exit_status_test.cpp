@@ -82,10 +82,6 @@ std::vector<uint8_t> OversizedJpeg(bool progressive) {
 
 using Setup = std::function<std::vector<std::string>(const TempDir& dir)>;  // writes files, returns arguments
 
-Setup Args(std::vector<std::string> args) {
-  return [=](const TempDir&) { return args; };
-}
-
 // Files written in the directory (but those named missing*), each an
 // argument after the options.
 Setup Files(std::vector<std::pair<std::string, std::vector<uint8_t>>> files, std::vector<std::string> options = {}) {
@@ -120,32 +116,27 @@ std::vector<Case> Cases() {
   rle[30] = 1;  // BI_RLE8
   for (size_t at : {18u, 22u}) huge[at] = 0xA0, huge[at + 1] = 0x86, huge[at + 2] = 0x01;  // 100000 x 100000 pixels
   cut.resize(100);
-  for (int i = 0; i < 5; i++) {
-    const auto image = MakePnm(MakePage(16, 8), '4');
-    fivePages.insert(fivePages.end(), image.begin(), image.end());
-  }
+  const std::vector<uint8_t> small = MakePnm(MakePage(16, 8), '4');
+  for (int i = 0; i < 5; i++) fivePages.insert(fivePages.end(), small.begin(), small.end());
   stream.resize(3 << 20, 0);
   std::vector<uint8_t> whiteRow(1 + 16384 / 8, 0xFF);
   whiteRow[0] = 0;  // filter type none
-  std::vector<uint8_t> tiff;
-  TempDir scratch;
-  if (WriteTiff(scratch.path("in.tif"), {PageWithSymbol("from stdin")}, TiffKind::G4)) tiff = ReadBytes(scratch.path("in.tif"));
   return {
-      {"--help", Args({"--help"}), 0, {}, "Finds and reads the PDF417 barcodes"},
-      {"--version", Args({"--version"}), 0, {}, "pdf417read " PDF417READ_VERSION "\n"},
-      {"no arguments", Args({}), 2, {"files is required", "--help"}},
+      {"--help", Files({}, {"--help"}), 0, {}, "Finds and reads the PDF417 barcodes"},
+      {"--version", Files({}, {"--version"}), 0, {}, "pdf417read " PDF417READ_VERSION "\n"},
+      {"no arguments", Files({}), 2, {"files is required", "--help"}},
       {"unknown option", Files({{"page.bmp", bmp}}, {"--no-such-option"}), 2, {"--no-such-option", "--help"}},
       {"--threshold 257", Files({{"page.bmp", bmp}}, {"--threshold", "257"}), 2, {"not in range", "--help"}},
       {"--jobs -1", Files({{"page.bmp", bmp}}, {"--jobs", "-1"}), 2, {"not in range", "--help"}},
       {"no symbol", Files({{"blank.bmp", ToBmpFile(MakePage(64, 64))}}), 1, {}},
-      {"standard input", Args({"--decoded-only", "-"}), 0, {}, "-: 0, from stdin\n", 32, tiff},
+      {"standard input", Files({}, {"--decoded-only", "-"}), 0, {}, "-: 0, from stdin\n", 32, MakePnm(PageWithSymbol("from stdin"), '4')},
       {"bad files among good ones", Files({{"missing.png", {}}, {"good.bmp", bmp}, {"cut.bmp", cut}, {"good.pbm", MakePnm(page, '4')}}),
        2, {"missing.png: No such file or directory", "cut.bmp: "}, "good.pbm: 0, hostile"},
       {"empty", Files({{"empty", {}}}), 2, {"empty: empty file"}},
       {"not an image", Files({{"text", Bytes("just some text\n")}}), 2, {"text: not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"}},
       {"directory", [](const TempDir& d) { return std::vector<std::string>{d.dir.string()}; }, 2, {": Is a directory"}},
-      {"/dev/zero", Args({"/dev/zero"}), 2, {"/dev/zero: not a BMP"}},
-      {"stream over --max-file-size", Args({"--max-file-size", "1M", "-"}), 2,
+      {"/dev/zero", Files({}, {"/dev/zero"}), 2, {"/dev/zero: not a BMP"}},
+      {"stream over --max-file-size", Files({}, {"--max-file-size", "1M", "-"}), 2,
        {"-: input larger than 1 MiB (--max-file-size)"}, "", 64, stream},
       {"file over --max-file-size", Files({{"page.bmp", bmp}}, {"--max-file-size", "1k"}), 2,
        {"page.bmp: file larger than 1 KiB (--max-file-size)"}},

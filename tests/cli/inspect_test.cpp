@@ -17,11 +17,7 @@ TEST(Inspect, GridLinesFallOnTheSymbolsRowAndColumnBoundaries) {
   for (const int direction : {0, 1, 2, 3}) {
     TempDir dir;
     Page page = MakePage(600, 600);
-    SymbolOptions options;
-    options.data = "inspect";
-    options.columns = 3;
-    options.rowHeight = 4;
-    ASSERT_TRUE(PlaceSymbol(page, options, 300, 300, direction, 2.0));
+    ASSERT_TRUE(PlaceSymbol(page, {"inspect", 2, 3, 3.0, 4}, 300, 300, direction, 2.0));
     // Odd directions as a grey PNG.
     const std::string file = dir.path(direction % 2 ? "page.png" : "page.bmp");
     ASSERT_TRUE(direction % 2 ? WritePng(file, page, PngKind::Grey8) : WriteBmp(page, file));

@@ -55,21 +55,14 @@ TEST(CliDecode, JsonLineDescribesTheSymbol) {
   EXPECT_EQ(r.exitCode, 0) << r.err;
   ASSERT_EQ(r.outLines().size(), 1u) << r.out;
   const auto j = nlohmann::json::parse(r.out);
+  const auto expected = nlohmann::json::parse(R"({"page": 1, "index": 0, "decoded": true, "bytes": "SlNPTiDDqcOgw7w=",
+      "eci": [{"designator": 26, "offset": 0}], "reader_init": false, "direction": 0, "error_correction": 7, "confidence": 100})");
+  for (const auto& [key, value] : expected.items()) EXPECT_EQ(j[key], value) << key;  // error_correction: 2^3 - 1
   EXPECT_EQ(j["file"], file);
-  EXPECT_EQ(j["page"], 1);
-  EXPECT_EQ(j["index"], 0);
-  EXPECT_EQ(j["decoded"], true);
-  EXPECT_EQ(j["bytes"], "SlNPTiDDqcOgw7w=");
   EXPECT_EQ(j["text"], text);
-  EXPECT_EQ(j["eci"], nlohmann::json::parse(R"([{"designator": 26, "offset": 0}])"));
   EXPECT_EQ(j["macro"]["segment_index"], 1);
   EXPECT_EQ(j["macro"]["file_id"], "123456");
-  EXPECT_EQ(j["reader_init"], false);
-  EXPECT_EQ(j["direction"], 0);
-  EXPECT_EQ(j["error_correction"], 7);  // 2^3 - 1 for level 3
-  EXPECT_GE(j["mode"], 10);
-  EXPECT_LE(j["mode"], 13);
-  EXPECT_EQ(j["confidence"], 100);
+  EXPECT_TRUE(j["mode"] >= 10 && j["mode"] <= 13);
   ASSERT_EQ(j["corners"].size(), 4u);
   for (int k = 0; k < 4; k++) {
     EXPECT_NEAR(j["corners"][k][0].get<double>(), page.symbols[0].corners[k].x, 2.0) << "corner " << k;
@@ -85,9 +78,8 @@ struct TextCase {
 };
 
 // Data comes back whole, zero bytes and all, escaped; a Macro PDF417
-// message in three symbols on two pages is joined in segment order (and
-// without its middle segment the join names it); JPEG and PDF pages read
-// back exactly, the pages of a PDF named FILE:PAGE.
+// message in three symbols on two pages is joined in segment order; JPEG
+// and PDF pages read back exactly, the pages of a PDF named FILE:PAGE.
 const TextCase kTextCases[] = {
     {"binary data", {"--charset", "UTF-8"}, [](const TempDir& d) {
        WriteBmp(PageWith({Options(std::string("A\0B\nC\xff", 6))}, 3), d.path("bytes.bmp"));
@@ -99,10 +91,6 @@ const TextCase kTextCases[] = {
        return std::vector<std::string>{d.path("one.bmp"), d.path("two.bmp")};
      }, "@/one.bmp: 0, The first part, \n@/one.bmp: 0, and the end.\n@/two.bmp: 1, the second part \n"
         "MACRO 123456: 3 of 3 segments: The first part, the second part and the end.\n"},
-    {"Macro message without its middle", {"--join-macro"}, [](const TempDir& d) {
-       WriteBmp(PageWith({Options("The first part, ", 1), Options("and the end.", 3)}), d.path("one.bmp"));
-       return std::vector<std::string>{d.path("one.bmp")};
-     }, "@/one.bmp: 0, The first part, \n@/one.bmp: 0, and the end.\nMACRO 123456: 2 of 3 segments, missing 1\n"},
     {"JPEG and PDF", {}, [](const TempDir& d) {
        WriteBytes(d.path("page.jpg"), MakeJpeg(PageWith({Options("JPEG page payload")}), 3));
        WriteBytes(d.path("pages.pdf"), MakePdf({PageWith({Options("PDF page one")}, 1), PageWith({Options("PDF page 2 of 2")}, 2)}));

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <memory>
 // jpeglib.h needs FILE declared first.
 #include <jpeglib.h>
@@ -16,6 +17,25 @@ namespace {
 
 void Put(std::vector<uint8_t>& b, size_t at, uint32_t v, int bytes) {
   for (int i = 0; i < bytes; i++) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
+}
+
+// Ink or paper as a grey level, or as one channel of its colour.
+int Colour(bool dark, int channel, int channels) { return channels == 3 ? (dark ? kInk : kPaper)[channel] : dark ? kInkGrey : kPaperGrey; }
+
+// The page's rows, top first, each starting on a byte: `channels` samples of
+// `depth` bits (1 to 8, or 16 big-endian) a pixel, sample(dark, channel).
+std::vector<uint8_t> PackedRows(const Page& page, int channels, int depth, const std::function<int(bool, int)>& sample) {
+  const size_t rowBits = (static_cast<size_t>(page.width) * channels * depth + 7) / 8 * 8;
+  std::vector<uint8_t> rows(rowBits / 8 * page.height);
+  for (int y = 0; y < page.height; y++)
+    for (int x = 0; x < page.width; x++)
+      for (int k = 0; k < channels; k++) {
+        const int s = sample(page.at(x, y), k);
+        const size_t at = y * rowBits + (static_cast<size_t>(x) * channels + k) * depth;
+        if (depth == 16) rows[at / 8] = static_cast<uint8_t>(s >> 8), rows[at / 8 + 1] = static_cast<uint8_t>(s);
+        if (depth < 16) rows[at / 8] |= static_cast<uint8_t>(s << (8 - depth - at % 8));
+      }
+  return rows;
 }
 
 // libpng reports errors by longjmp: no C++ object lives in this function.
@@ -96,26 +116,20 @@ std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {
                        " " + std::to_string(page.height) + "\n";
   if (kind != '1' && kind != '4') header += std::to_string(maxValue) + "\n";
   std::vector<uint8_t> b(header.begin(), header.end());
-  const bool colour = kind == '3' || kind == '6', ascii = kind <= '3';
-  for (int y = 0; y < page.height; y++) {
-    std::vector<uint8_t> bits((page.width + 7) / 8, 0);
-    for (int x = 0; x < page.width; x++) {
-      const bool dark = page.at(x, y);
-      if (kind == '4' || kind == '1') {
-        if (kind == '1') b.push_back(dark ? '1' : '0');  // no separators: allowed for P1
-        bits[x >> 3] |= static_cast<uint8_t>(dark << (7 - (x & 7)));
-        continue;
+  const int channels = kind == '3' || kind == '6' ? 3 : 1;
+  const auto sample = [&](bool dark, int k) { return kind == '1' || kind == '4' ? dark : (Colour(dark, k, channels) * maxValue + 127) / 255; };
+  if (kind >= '4') {
+    const std::vector<uint8_t> rows = PackedRows(page, channels, kind == '4' ? 1 : maxValue > 255 ? 16 : 8, sample);
+    b.insert(b.end(), rows.begin(), rows.end());
+  }
+  for (int y = 0; y < page.height && kind < '4'; y++) {
+    for (int x = 0; x < page.width; x++)
+      for (int k = 0; k < channels; k++) {
+        // P1 needs no separators.
+        const std::string t = kind == '1' ? std::to_string(sample(page.at(x, y), k)) : std::to_string(sample(page.at(x, y), k)) + " ";
+        b.insert(b.end(), t.begin(), t.end());
       }
-      for (int k = 0; k < (colour ? 3 : 1); k++) {
-        const int s = ((colour ? (dark ? kInk : kPaper)[k] : dark ? kInkGrey : kPaperGrey) * maxValue + 127) / 255;
-        const std::string t = std::to_string(s) + " ";
-        if (ascii) b.insert(b.end(), t.begin(), t.end());
-        if (!ascii && maxValue > 255) b.push_back(static_cast<uint8_t>(s >> 8));
-        if (!ascii) b.push_back(static_cast<uint8_t>(s));
-      }
-    }
-    if (kind == '4') b.insert(b.end(), bits.begin(), bits.end());
-    if (ascii) b.push_back('\n');
+    b.push_back('\n');
   }
   return b;
 }
@@ -140,24 +154,17 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
     TIFFSetField(t, TIFFTAG_COMPRESSION, g4 ? COMPRESSION_CCITTFAX4 : COMPRESSION_LZW);
     TIFFSetField(t, tiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, g4 ? page.height : 16);
     if (tiled) TIFFSetField(t, TIFFTAG_TILELENGTH, 16);
-    // Whole rows as stored: top row first unless flipped.
-    const size_t rowBytes = bits ? (page.width + 7) / 8 : static_cast<size_t>(page.width) * channels;
-    std::vector<uint8_t> image(rowBytes * (page.height + 16), 0);
-    for (int y = 0; y < page.height; y++) {
-      uint8_t* row = &image[rowBytes * (flipped ? page.height - 1 - y : y)];
-      for (int x = 0; x < page.width; x++) {
-        const bool dark = page.at(x, y);
-        if (bits) row[x >> 3] |= static_cast<uint8_t>((dark != flipped) << (7 - (x & 7)));
-        for (int k = 0; k < channels && !bits; k++) row[x * channels + k] = channels == 3 ? (dark ? kInk : kPaper)[k] : dark ? kInkGrey : kPaperGrey;
-      }
-    }
-    for (int y = 0; y < page.height && !tiled; y++) {
-      if (TIFFWriteScanline(t, &image[rowBytes * y], y, 0) < 0) return false;
+    const std::vector<uint8_t> image = PackedRows(page, channels, bits ? 1 : 8, [&](bool dark, int k) {
+      return bits ? dark != flipped : Colour(dark, k, channels);
+    });
+    const size_t rowBytes = image.size() / page.height;
+    for (int y = 0; y < page.height && !tiled; y++) {  // flipped: the bottom row first
+      if (TIFFWriteScanline(t, const_cast<uint8_t*>(&image[rowBytes * (flipped ? page.height - 1 - y : y)]), y, 0) < 0) return false;
     }
     for (int top = 0; top < page.height && tiled; top += 16)
       for (int left = 0; left < page.width; left += 16) {
         uint8_t tile[2 * 16] = {};
-        for (int r = 0; r < 16; r++)
+        for (int r = 0; r < 16 && top + r < page.height; r++)
           for (int k = 0; k < 2 && left / 8 + k < static_cast<int>(rowBytes); k++) tile[2 * r + k] = image[rowBytes * (top + r) + left / 8 + k];
         if (TIFFWriteTile(t, tile, left, top, 0, 0) < 0) return false;
       }
@@ -172,20 +179,11 @@ bool WritePng(const std::string& path, const Page& page, PngKind kind) {
                     : kind == PngKind::Palette4                                 ? 4
                     : kind == PngKind::Grey16                                   ? 16
                                                                                 : 8;
-  const int channels = rgb ? 3 : 1;
-  std::vector<std::vector<uint8_t>> rows(page.height, std::vector<uint8_t>((page.width * channels * depth + 7) / 8));
+  std::vector<uint8_t> rows = PackedRows(page, rgb ? 3 : 1, depth, [&](bool dark, int k) {
+    return palette ? dark : depth == 1 ? !dark : Colour(dark, k, rgb ? 3 : 1) * (depth == 16 ? 257 : 1);
+  });
   std::vector<png_bytep> rowPointers;
-  for (int y = 0; y < page.height; y++) {
-    for (int x = 0; x < page.width; x++)
-      for (int k = 0; k < channels; k++) {
-        const bool dark = page.at(x, y);
-        const int s = palette ? dark : rgb ? (dark ? kInk : kPaper)[k] : depth == 1 ? !dark : (dark ? kInkGrey : kPaperGrey) * (depth == 16 ? 257 : 1);
-        const int at = (x * channels + k) * depth;
-        if (depth == 16) rows[y][at / 8] = static_cast<uint8_t>(s >> 8), rows[y][at / 8 + 1] = static_cast<uint8_t>(s);
-        if (depth < 16) rows[y][at / 8] |= static_cast<uint8_t>(s << (8 - depth - at % 8));
-      }
-    rowPointers.push_back(rows[y].data());
-  }
+  for (int y = 0; y < page.height; y++) rowPointers.push_back(rows.data() + rows.size() / page.height * y);
   std::unique_ptr<FILE, int (*)(FILE*)> f(std::fopen(path.c_str(), "wb"), std::fclose);
   const int type = palette ? PNG_COLOR_TYPE_PALETTE : rgb ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY;
   return f && WritePngRows(f.get(), page, depth, type, rgb || kind == PngKind::Grey1Interlaced, rowPointers.data());
@@ -220,13 +218,9 @@ std::vector<uint8_t> EncodeJpeg(const uint8_t* samples, int width, int height, i
 }
 
 std::vector<uint8_t> MakeJpeg(const Page& page, int channels, bool progressive) {
-  std::vector<uint8_t> samples;
-  for (const uint8_t dark : page.dark) {
-    const uint8_t grey = dark ? kInkGrey : kPaperGrey;
-    if (channels == 1) samples.push_back(grey);
-    if (channels == 3) samples.insert(samples.end(), (dark ? kInk : kPaper).begin(), (dark ? kInk : kPaper).end());
-    if (channels == 4) samples.insert(samples.end(), {255, 255, 255, grey});  // Adobe's inverted CMYK: 255 is no ink
-  }
+  const std::vector<uint8_t> samples = PackedRows(page, channels, 8, [&](bool dark, int k) {
+    return channels < 4 ? Colour(dark, k, channels) : k < 3 ? 255 : Colour(dark, 0, 1);  // Adobe's inverted CMYK: 255 is no ink
+  });
   return EncodeJpeg(samples.data(), page.width, page.height, channels, 95, progressive);
 }
 
@@ -258,12 +252,8 @@ std::vector<uint8_t> MakePdf(const std::vector<Page>& pages) {
     const std::string w = std::to_string(page.width * 0.24), h = std::to_string(page.height * 0.24);  // points at 300 dpi
     objects.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + w + " " + h + "] /Resources << /XObject << /Im " +
                       std::to_string(4 + 3 * i) + " 0 R >> >> /Contents " + std::to_string(5 + 3 * i) + " 0 R >>");
-    std::string bits;  // 1-bit DeviceGray rows: 0 is black
-    for (int y = 0; y < page.height; y++) {
-      std::string row((page.width + 7) / 8, '\xff');
-      for (int x = 0; x < page.width; x++) row[x >> 3] = static_cast<char>(row[x >> 3] & ~(page.at(x, y) << (7 - (x & 7))));
-      bits += row;
-    }
+    const std::vector<uint8_t> rows = PackedRows(page, 1, 1, [](bool dark, int) { return !dark; });  // DeviceGray: 0 is black
+    const std::string bits(rows.begin(), rows.end());
     objects.push_back("<< /Type /XObject /Subtype /Image /Width " + std::to_string(page.width) + " /Height " +
                       std::to_string(page.height) + " /ColorSpace /DeviceGray /BitsPerComponent 1 /Length " +
                       std::to_string(bits.size()) + " >>\nstream\n" + bits + "\nendstream");

@@ -26,20 +26,15 @@ int main(int argc, char** argv) {
   };
   Page page = MakePage(1240, 1754);
   for (const auto& p : placements) {
-    SymbolOptions options;
-    options.data = p.text;
-    options.ecLevel = p.ecLevel;
-    options.columns = p.columns;
+    const SymbolOptions options{p.text, p.ecLevel, p.columns};
     EncodedSymbol symbol;
     std::string error;
     if (!EncodeSymbol(options, &symbol, &error)) {
       std::fprintf(stderr, "cannot encode \"%s\": %s\n", p.text, error.c_str());
       return 1;
     }
-    const double length = symbol.widthModules * 3.0, thickness = symbol.rows * 9.0;
-    const bool sideways = p.direction >= 2;
-    PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2, p.top + (sideways ? length : thickness) / 2,
-                p.direction);
+    const double length = symbol.widthModules * 3.0, thickness = symbol.rows * 9.0, sideways = p.direction >= 2;
+    PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2, p.top + (sideways ? length : thickness) / 2, p.direction);
   }
   if (!WriteBmp(page, argv[1])) {
     std::fprintf(stderr, "cannot write %s\n", argv[1]);

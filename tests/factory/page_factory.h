@@ -12,8 +12,9 @@
 
 namespace pdf417::testing {
 
+// Aggregate-initialisable in this order: {data, ecLevel, columns, moduleWidth, rowHeight}.
 struct SymbolOptions {
-  std::string data;          // payload bytes (any bytes, zero bytes included)
+  std::string data = {};     // payload bytes (any bytes, zero bytes included)
   int ecLevel = 2;           // 0..8
   int columns = 0;           // data columns 1..30, 0 = let the encoder choose
   double moduleWidth = 3.0;  // pixels per module (may be fractional)
@@ -21,12 +22,12 @@ struct SymbolOptions {
   int eci = 0;               // ECI designator written before the data (0: none)
   // Several data segments, each with its own ECI (the data field is then
   // unused): the encoder writes each segment's designator where it starts.
-  std::vector<std::pair<int, std::string>> segments;
+  std::vector<std::pair<int, std::string>> segments = {};
   // Macro PDF417 (the encoder's structured append): this symbol is part
   // `macroIndex` (1-based) of `macroCount`, with file ID `macroId` (digits,
   // three per codeword, each triplet at most 899).
   int macroIndex = 0, macroCount = 0;
-  std::string macroId;
+  std::string macroId = {};
 };
 
 // The module matrix of an encoded symbol, row 0 at the top.

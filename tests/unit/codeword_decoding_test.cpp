@@ -93,10 +93,7 @@ TEST(MatrixDecoder, EncoderSymbolsDecodeToTheirPayloadAndLevel) {
                {4, 5, 120, 7}, {5, 6, 90, 15}, {6, 9, 200, 20}, {8, 20, 300, 100}};
   Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   for (const auto& c : cases) {
-    testing::SymbolOptions o;
-    o.data = testing::TextPayload(c.length, c.level + 1);
-    o.ecLevel = c.level;
-    o.columns = c.columns;
+    const testing::SymbolOptions o{testing::TextPayload(c.length, c.level + 1), c.level, c.columns};
     testing::EncodedSymbol e;
     std::string error;
     ASSERT_TRUE(testing::EncodeSymbol(o, &e, &error)) << error;
