@@ -242,26 +242,4 @@ std::string PdfDocument(const std::vector<std::string>& objects) {
          std::to_string(xref) + "\n%%EOF\n";
 }
 
-std::vector<uint8_t> MakePdf(const std::vector<Page>& pages) {
-  std::string kids;
-  for (size_t i = 0; i < pages.size(); i++) kids += std::to_string(3 + 3 * i) + " 0 R ";
-  std::vector<std::string> objects = {"<< /Type /Catalog /Pages 2 0 R >>",
-                                      "<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pages.size()) + " >>"};
-  for (size_t i = 0; i < pages.size(); i++) {
-    const Page& page = pages[i];
-    const std::string w = std::to_string(page.width * 0.24), h = std::to_string(page.height * 0.24);  // points at 300 dpi
-    objects.push_back("<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + w + " " + h + "] /Resources << /XObject << /Im " +
-                      std::to_string(4 + 3 * i) + " 0 R >> >> /Contents " + std::to_string(5 + 3 * i) + " 0 R >>");
-    const std::vector<uint8_t> rows = PackedRows(page, 1, 1, [](bool dark, int) { return !dark; });  // DeviceGray: 0 is black
-    const std::string bits(rows.begin(), rows.end());
-    objects.push_back("<< /Type /XObject /Subtype /Image /Width " + std::to_string(page.width) + " /Height " +
-                      std::to_string(page.height) + " /ColorSpace /DeviceGray /BitsPerComponent 1 /Length " +
-                      std::to_string(bits.size()) + " >>\nstream\n" + bits + "\nendstream");
-    const std::string content = "q " + w + " 0 0 " + h + " 0 0 cm /Im Do Q";
-    objects.push_back("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream");
-  }
-  const std::string pdf = PdfDocument(objects);
-  return std::vector<uint8_t>(pdf.begin(), pdf.end());
-}
-
 }  // namespace pdf417::testing

@@ -1,5 +1,5 @@
-// Factory pages as the image files pdf417read reads: BMP, PNM and PDF by
-// hand, PNG, TIFF and JPEG with libpng, libtiff and libjpeg. Pages written
+// Factory pages as the image files pdf417read reads: BMP and PNM by hand,
+// PNG, TIFF and JPEG with libpng, libtiff and libjpeg; and PDF documents. Pages written
 // in grey or colour use the colours below, which any sensible threshold
 // separates.
 #pragma once
@@ -51,8 +51,5 @@ std::vector<uint8_t> MakeJpeg(const Page& page, int channels, bool progressive =
 // A PDF file of the given objects, numbered 1, 2, ... in order (object 1 the
 // catalog), with its cross-reference table and trailer.
 std::string PdfDocument(const std::vector<std::string>& objects);
-// A PDF with one page per page given, each holding the page as a 1-bit
-// image at 300 dpi (one image pixel per page pixel).
-std::vector<uint8_t> MakePdf(const std::vector<Page>& pages);
 
 }  // namespace pdf417::testing
