@@ -66,10 +66,10 @@ void ReadDibSeeds() {
     const std::vector<uint8_t> dib = testing::ToDib(page, i % 2 == 0);
     std::vector<uint8_t> raw{kDibRaw}, synth{static_cast<uint8_t>(kDibSynth | (i % 2 ? kDibColour0Light : 0))};
     Append(raw, dib);
-    Write(gRoot / "read_dib" / ("raw_" + std::to_string(i)), raw);
     PutU16(synth, static_cast<uint32_t>(page.width - 1));
     PutU16(synth, static_cast<uint32_t>(page.height - 1));
-    Append(synth, std::vector<uint8_t>(dib.begin() + 48, dib.end()));
+    synth.insert(synth.end(), dib.begin() + 48, dib.end());
+    Write(gRoot / "read_dib" / ("raw_" + std::to_string(i)), raw);
     Write(gRoot / "read_dib" / ("synth_" + std::to_string(i)), synth);
   }
 }
@@ -97,8 +97,8 @@ void SymbolPageSeeds() {
   }
 }
 
-// fuzz_matrix_decoder: each symbol as a width matrix at module widths 2 and
-// 3 with a few cells a pixel off and as exact candidate patterns;
+// fuzz_matrix_decoder: each symbol as a width matrix at module width 2
+// with a few cells a pixel off and as exact candidate patterns;
 // fuzz_high_level: its data codewords; fuzz_correct_errors: its data
 // codewords with errors to undo, and its whole codeword sequence.
 void MatrixAndHighLevelSeeds() {
@@ -109,17 +109,16 @@ void MatrixAndHighLevelSeeds() {
     const testing::EncodedSymbol& e = symbols[i];
     const std::vector<std::string> patterns = testing::CodewordPatterns(e);
     const std::vector<uint8_t> size{static_cast<uint8_t>(e.rows - 1), static_cast<uint8_t>(e.dataColumns + 1)};
-    std::vector<uint8_t> exact{kGridPatterns}, widths2{kGridWidths}, widths3{kGridWidths}, valid{kCorrectValid}, free{kCorrectFree}, highLevel;
-    for (auto* seed : {&exact, &widths2, &widths3}) Append(*seed, size);
-    widths2.push_back(2 * 17);
-    widths3.push_back(3 * 17);
+    std::vector<uint8_t> exact{kGridPatterns}, widths{kGridWidths}, valid{kCorrectValid}, free{kCorrectFree}, highLevel;
+    Append(exact, size);
+    Append(widths, size);
+    widths.push_back(2 * 17);
     std::vector<int32_t> codewords;
     for (size_t p = 0; p < patterns.size(); ++p) {
       exact.push_back(1);
       for (char digit : patterns[p]) {
         exact.push_back(static_cast<uint8_t>(digit - '1'));
-        widths2.push_back(static_cast<uint8_t>((digit - '0') * 2 + (p % 3 == 0 && p < 6u * i)));
-        widths3.push_back(static_cast<uint8_t>((digit - '0') * 3 - (p % 5 == 0 && p < 9u * i)));
+        widths.push_back(static_cast<uint8_t>((digit - '0') * 2 + (p % 3 == 0 && p < 6u * i)));
       }
       const size_t row = p / (e.dataColumns + 2), column = p % (e.dataColumns + 2);
       if (column > 0 && column <= static_cast<size_t>(e.dataColumns)) {
@@ -128,8 +127,7 @@ void MatrixAndHighLevelSeeds() {
     }
     const std::string n = std::to_string(i);
     Write(gRoot / "matrix_decoder" / ("patterns_" + n), exact);
-    Write(gRoot / "matrix_decoder" / ("widths_2_" + n), widths2);
-    Write(gRoot / "matrix_decoder" / ("widths_3_" + n), widths3);
+    Write(gRoot / "matrix_decoder" / ("widths_" + n), widths);
     codewords.resize(static_cast<size_t>(codewords[0]));  // the data codewords: the length descriptor's count
     const std::vector<int32_t> full = testing::WithErrorCorrection(codewords, e.ecLevel);
     PutU16(highLevel, static_cast<uint32_t>(codewords.size() - 1));
