@@ -14,10 +14,6 @@ namespace {
 using namespace pdf417;
 using namespace pdf417::fuzz;
 
-void Require(bool ok) {
-  if (!ok) std::abort();
-}
-
 void FreeInput(CorrectionWorkspace& ws, ByteReader& in) {
   const int32_t n = in.U16() % 1000;
   const uint8_t mRaw = in.U8(), spread = in.U8();

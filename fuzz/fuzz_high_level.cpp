@@ -15,10 +15,6 @@ namespace {
 using namespace pdf417;
 using namespace pdf417::fuzz;
 
-void Require(bool ok) {
-  if (!ok) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -10,13 +10,12 @@
 #include <vector>
 
 #include "binarize.h"
+#include "fuzz_input.h"
 #include "image_file.h"
 
 namespace {
 
-void Require(bool ok) {
-  if (!ok) std::abort();
-}
+using pdf417::fuzz::Require;
 
 void CheckPage(const pdf417read::PageImage& page, std::span<const uint8_t> bytes) {
   using namespace pdf417read;

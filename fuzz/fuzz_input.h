@@ -2,12 +2,21 @@
 // that the seed corpora are laid out exactly as the targets read them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "factory/page_factory.h"
+
 namespace pdf417::fuzz {
+
+// A failed check ends the run, which libFuzzer reports with its input.
+inline void Require(bool ok) {
+  if (!ok) std::abort();
+}
 
 // Reads little-endian values from the fuzz input; past its end every value
 // is 0, so any input, however short, is a complete test case.
@@ -36,46 +45,24 @@ inline void PutU16(std::vector<uint8_t>& out, uint32_t v) {
 //                1 + U16 % kSynthMaxSide, height likewise, stored negative
 //                when bit 2 (height) or bit 3 (width) is set, colour 0 dark
 //                unless bit 1 is set; the remaining bytes are the pixel rows
-//                (stored order, bottom row first), zero-padded.
+//                (stored order, bottom row first), light where they end.
 //   bit 4 set:   the DIB goes in through a memory block and PDF417_Read.
 inline constexpr uint32_t kSynthMaxSide = 2048;
 inline constexpr uint8_t kDibRaw = 0, kDibSynth = 1, kDibColour0Light = 2, kDibNegHeight = 4, kDibNegWidth = 8,
                          kDibViaBlock = 16;
-
-inline size_t DibStride(uint32_t width) { return ((static_cast<size_t>(width) + 31) / 32) * 4; }
-
-// Builds the 48-byte header plus palette of a 1-bit DIB.
-inline std::vector<uint8_t> DibHeader(int32_t width, int32_t height, bool colour0Dark) {
-  std::vector<uint8_t> h(48, 0);
-  const auto put32 = [&](size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) h[at + i] = static_cast<uint8_t>(v >> (8 * i));
-  };
-  put32(0, 40);
-  put32(4, static_cast<uint32_t>(width));
-  put32(8, static_cast<uint32_t>(height));
-  h[12] = 1;   // planes
-  h[14] = 1;   // bit count
-  const uint8_t c0 = colour0Dark ? 0 : 255, c1 = colour0Dark ? 255 : 0;
-  for (int i = 0; i < 3; ++i) {
-    h[40 + i] = c0;
-    h[44 + i] = c1;
-  }
-  return h;
-}
 
 // The DIB a fuzz_read_dib input stands for.
 inline std::vector<uint8_t> DibFromFuzzInput(const uint8_t* data, size_t size) {
   ByteReader in{data, size};
   const uint8_t mode = in.U8();
   if (!(mode & kDibSynth)) return std::vector<uint8_t>(in.Rest(), in.Rest() + in.Remaining());
-  const uint32_t width = 1 + in.U16() % kSynthMaxSide, height = 1 + in.U16() % kSynthMaxSide;
-  std::vector<uint8_t> dib =
-      DibHeader((mode & kDibNegWidth) ? -static_cast<int32_t>(width) : static_cast<int32_t>(width),
-                (mode & kDibNegHeight) ? -static_cast<int32_t>(height) : static_cast<int32_t>(height),
-                !(mode & kDibColour0Light));
-  const size_t pixels = DibStride(width) * height;
-  dib.insert(dib.end(), in.Rest(), in.Rest() + (pixels < in.Remaining() ? pixels : in.Remaining()));
-  dib.resize(48 + pixels, 0);
+  const int32_t width = 1 + in.U16() % kSynthMaxSide, height = 1 + in.U16() % kSynthMaxSide;
+  std::vector<uint8_t> dib = testing::ToDib(testing::MakePage(width, height), !(mode & kDibColour0Light));
+  std::copy_n(in.Rest(), std::min(in.Remaining(), dib.size() - 48), dib.begin() + 48);
+  for (int i = 0; i < 4; ++i) {
+    dib[4 + i] = static_cast<uint8_t>(((mode & kDibNegWidth) ? -width : width) >> (8 * i));
+    dib[8 + i] = static_cast<uint8_t>(((mode & kDibNegHeight) ? -height : height) >> (8 * i));
+  }
   return dib;
 }
 

@@ -18,10 +18,6 @@ namespace {
 using namespace pdf417;
 using namespace pdf417::fuzz;
 
-void Require(bool ok) {
-  if (!ok) std::abort();
-}
-
 bool GridFromWidths(ByteReader& in, int32_t cellCount, CellGrid& grid) {
   const int32_t H = 3 + in.U8();
   std::unique_ptr<int32_t[]> widths(new int32_t[static_cast<size_t>(cellCount) * 8]);

@@ -3,15 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 
+#include "fuzz_input.h"
 #include "pdf417/pdf417.h"
 
 namespace pdf417::fuzz {
-
-inline void Require(bool ok) {
-  if (!ok) std::abort();
-}
 
 // Every result has figures in their documented ranges, a decoded one ends
 // in its two zero bytes, and an index past the results writes nothing.

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "factory/page_factory.h"
 #include "fuzz_input.h"
 
 namespace pdf417::fuzz {
@@ -81,7 +82,8 @@ inline std::vector<uint8_t> SymbolPageDib(const uint8_t* data, size_t size) {
   // Turned into the page's direction.
   const int32_t direction = flags & 3;
   const int32_t pw = direction < 2 ? w : h, ph = direction < 2 ? h : w;
-  std::vector<uint8_t> page(static_cast<size_t>(pw) * ph);
+  testing::Page out = testing::MakePage(pw, ph);
+  std::vector<uint8_t>& page = out.dark;
   for (int32_t y = 0; y < ph; ++y)
     for (int32_t x = 0; x < pw; ++x) {
       const int32_t sx = direction == 0 ? x : direction == 1 ? w - 1 - x : direction == 2 ? w - 1 - y : y;
@@ -98,19 +100,9 @@ inline std::vector<uint8_t> SymbolPageDib(const uint8_t* data, size_t size) {
     if ((seed >> 16) % 1000 < static_cast<uint32_t>(noise)) p ^= 1;
   }
 
-  // Packed as the library takes it: rows bottom-up, colour 0 dark unless
-  // flag bit 2 says otherwise.
-  const bool colour0Dark = !(flags & 4);
-  std::vector<uint8_t> dib = DibHeader(pw, ph, colour0Dark);
-  const size_t stride = DibStride(static_cast<uint32_t>(pw));
-  dib.resize(dib.size() + stride * ph, colour0Dark ? 0xFF : 0x00);
-  for (int32_t y = 0; y < ph; ++y) {
-    uint8_t* row = dib.data() + 48 + stride * static_cast<size_t>(ph - 1 - y);
-    for (int32_t x = 0; x < pw; ++x) {
-      if (page[static_cast<size_t>(y) * pw + x]) row[x / 8] ^= static_cast<uint8_t>(0x80 >> (x % 8));
-    }
-  }
-  return dib;
+  // Packed as the library takes it: colour 0 dark unless flag bit 2 says
+  // otherwise.
+  return testing::ToDib(out, !(flags & 4));
 }
 
 }  // namespace pdf417::fuzz

@@ -1,6 +1,6 @@
-// Reading a DIB through the public API and copying out everything the
-// getters report, and a few factory pages with the payloads their symbols
-// must read back as.
+// Reading through the public API and copying out everything the getters
+// report, and a few factory pages with the payloads their symbols must read
+// back as.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,15 +29,8 @@ struct ApiResult {
 
   bool decoded() const { return !(length == 2 && text[0] == '?' && text[1] == 0); }
   // The classic text's data bytes, without the two closing zero bytes.
-  std::string classic() const {
-    return std::string(text.begin(), text.end() - (text.size() >= 2 ? 2 : static_cast<long>(text.size())));
-  }
-  bool operator==(const ApiResult& o) const {
-    return length == o.length && text == o.text && std::memcmp(corners, o.corners, sizeof corners) == 0 &&
-           direction == o.direction && ecl == o.ecl && mode == o.mode && confidence == o.confidence &&
-           hasData == o.hasData && data == o.data && ecis == o.ecis && readerInit == o.readerInit && rows == o.rows &&
-           columns == o.columns && std::memcmp(outline, o.outline, sizeof outline) == 0;
-  }
+  std::string classic() const { return std::string(text.begin(), text.end() - std::min<long>(2, static_cast<long>(text.size()))); }
+  bool operator==(const ApiResult&) const = default;
 };
 
 struct ApiRead {
@@ -49,14 +42,12 @@ struct ApiRead {
 // getter writes past what it reports.
 inline std::vector<ApiResult> CollectResults(PDF417_Handle h) {
   std::vector<ApiResult> out;
-  const int32_t n = PDF417_GetNumBarcodes(h);
-  for (int32_t i = 0; i < n; ++i) {
-    ApiResult r;
+  for (int32_t i = 0; i < PDF417_GetNumBarcodes(h); ++i) {
+    ApiResult& r = out.emplace_back();
     uint8_t text[2000 + 16];
     std::memset(text, 0xA5, sizeof text);
     PDF417_GetSymbolText(h, i, &r.length, text);
-    EXPECT_GE(r.length, 2);
-    EXPECT_LE(r.length, 2000);
+    EXPECT_TRUE(r.length >= 2 && r.length <= 2000) << r.length;
     if (r.length < 2 || r.length > 2000) r.length = 2;
     EXPECT_EQ(text[r.length], 0xA5) << "wrote past the text length";
     r.text.assign(text, text + r.length);
@@ -86,106 +77,87 @@ inline std::vector<ApiResult> CollectResults(PDF417_Handle h) {
     r.rows = g.rows;
     r.columns = g.columns;
     std::memcpy(r.outline, g.outline, sizeof r.outline);
-    out.push_back(r);
   }
   return out;
 }
 
-// One whole read of `length` bytes at dib on a fresh handle.
-inline ApiRead ReadDibBytes(const void* dib, size_t length) {
-  ApiRead read;
+// One whole read on a fresh handle: read(handle) gives the status.
+template <class Read>
+ApiRead ReadWith(Read read) {
+  ApiRead out;
   PDF417_Handle h = PDF417_Init();
   EXPECT_NE(h, nullptr);
-  read.status = PDF417_ReadDib(h, dib, length);
-  read.results = CollectResults(h);
+  out.status = read(h);
+  out.results = CollectResults(h);
   PDF417_Done(h);
-  return read;
+  return out;
 }
 
+inline ApiRead ReadDibBytes(const void* dib, size_t length) {
+  return ReadWith([&](PDF417_Handle h) { return PDF417_ReadDib(h, dib, length); });
+}
 inline ApiRead ReadDibBytes(const std::vector<uint8_t>& dib) { return ReadDibBytes(dib.data(), dib.size()); }
 
+// A memory block holding the bytes.
+inline PDF417_Block BlockOf(const std::vector<uint8_t>& bytes) {
+  PDF417_Block block = PDF417_BlockAlloc(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(PDF417_BlockLock(block)));
+  PDF417_BlockUnlock(block);
+  return block;
+}
+
 // The classic text a payload reads back as when its codewords hold no byte
-// run ending in a group of five: bytes after a first zero byte are zeros.
+// run ending in a group of five: bytes after a first zero byte are zeros,
+// and the text is cut after 998 bytes.
 inline std::string AsReported(std::string s) {
   const size_t zero = s.find('\0');
   if (zero != std::string::npos) std::fill(s.begin() + static_cast<long>(zero), s.end(), '\0');
-  return s;
+  return s.substr(0, 998);
 }
 
-// Whether every result is undecoded or one of the payloads: its data exactly,
-// and its classic text as reported (or, with the right data, the classic
-// reading of the same codewords, which differs for some byte runs).
-inline bool OnlyPayloads(const std::vector<ApiResult>& results, const std::vector<std::string>& payloads,
-                         std::string* why) {
+// Whether every result is undecoded or one of the page's payloads: its data
+// exactly, and its classic text as reported (or, with the right data, the
+// classic reading of the same codewords, which differs for some byte runs).
+inline bool OnlyPayloads(const std::vector<ApiResult>& results, const testing::Page& page, std::string* why) {
   const auto known = [&](const std::string& s, bool classic) {
-    for (const std::string& p : payloads) {
-      if ((classic ? AsReported(p) : p) == s) return true;
-    }
-    return false;
+    return std::any_of(page.symbols.begin(), page.symbols.end(),
+                       [&](const testing::SymbolTruth& t) { return (classic ? AsReported(t.data) : t.data) == s; });
   };
   for (const ApiResult& r : results) {
-    if (r.hasData && !known(r.data, false)) {
-      *why = "wrong data '" + r.data.substr(0, 40) + "'";
-      return false;
-    }
-    if (r.decoded() && !known(r.classic(), true) && !r.hasData) {
-      *why = "wrong text '" + r.classic().substr(0, 40) + "'";
-      return false;
-    }
+    if (r.hasData && !known(r.data, false)) *why = "wrong data '" + r.data.substr(0, 40) + "'";
+    if (r.decoded() && !known(r.classic(), true) && !r.hasData) *why = "wrong text '" + r.classic().substr(0, 40) + "'";
+    if (!why->empty()) return false;
   }
   return true;
 }
 
 // ------------------------------------------------------------ test pages
 
-// A factory page with the payloads of its symbols.
-struct TestPage {
-  testing::Page page;
-  std::vector<std::string> payloads;
-};
-
-inline testing::SymbolOptions Options(std::string data, int ecLevel, int columns, double moduleWidth,
-                                      int rowHeight = 3) {
-  testing::SymbolOptions o;
-  o.data = std::move(data);
-  o.ecLevel = ecLevel;
-  o.columns = columns;
-  o.moduleWidth = moduleWidth;
-  o.rowHeight = rowHeight;
-  return o;
-}
-
-inline bool Place(TestPage& p, const testing::SymbolOptions& o, double x, double y, int direction) {
-  if (!testing::PlaceSymbol(p.page, o, x, y, direction)) return false;
-  p.payloads.push_back(o.data);
-  return true;
-}
-
-inline TestPage OneSymbolPage() {
-  TestPage p{testing::MakePage(420, 260), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(40, 7), 2, 3, 3.0), 210, 130, 0));
+inline testing::Page OneSymbolPage() {
+  testing::Page p = testing::MakePage(420, 260);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(40, 7), 2, 3, 3.0}, 210, 130, 0));
   return p;
 }
 
-inline TestPage ThreeSymbolsMixedPage() {
-  TestPage p{testing::MakePage(900, 900), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(30, 8), 2, 3, 3.0), 260, 200, 0));
-  EXPECT_TRUE(Place(p, Options(testing::NumericPayload(40, 9), 3, 2, 3.0), 230, 620, 2));
-  EXPECT_TRUE(Place(p, Options(testing::BytePayload(20, 10), 2, 3, 3.0), 650, 520, 3));
+inline testing::Page ThreeSymbolsMixedPage() {
+  testing::Page p = testing::MakePage(900, 900);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(30, 8), 2, 3, 3.0}, 260, 200, 0));
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::NumericPayload(40, 9), 3, 2, 3.0}, 230, 620, 2));
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::BytePayload(20, 10), 2, 3, 3.0}, 650, 520, 3));
   return p;
 }
 
 // A symbol whose middle data columns are wiped out over its whole height:
 // the start and stop patterns are intact, so it is found, but far more
-// codewords are lost than its correction can restore.
-inline TestPage UndecodableSymbolPage() {
-  TestPage p{testing::MakePage(420, 260), {}};
-  EXPECT_TRUE(Place(p, Options(testing::TextPayload(16, 11), 1, 2, 3.0, 6), 210, 130, 0));
-  const testing::SymbolTruth& t = p.page.symbols[0];
-  const int left = static_cast<int>(t.corners[0].x), right = static_cast<int>(t.corners[2].x);
-  for (int y = 0; y < p.page.height; ++y)
-    for (int x = left + (right - left) * 35 / 100; x < left + (right - left) * 65 / 100; ++x) p.page.at(x, y) = 0;
-  p.payloads.clear();  // nothing on this page may decode
+// codewords are lost than its correction can restore. Nothing on this page
+// may decode: it holds no symbol's truth.
+inline testing::Page UndecodableSymbolPage() {
+  testing::Page p = testing::MakePage(420, 260);
+  EXPECT_TRUE(testing::PlaceSymbol(p, {testing::TextPayload(16, 11), 1, 2, 3.0, 6}, 210, 130, 0));
+  const int left = static_cast<int>(p.symbols[0].corners[0].x), right = static_cast<int>(p.symbols[0].corners[2].x);
+  for (int y = 0; y < p.height; ++y)
+    for (int x = left + (right - left) * 35 / 100; x < left + (right - left) * 65 / 100; ++x) p.at(x, y) = 0;
+  p.symbols.clear();
   return p;
 }
 

@@ -10,6 +10,8 @@
 
 namespace cli_test {
 
+using pdf417::testing::Page;
+
 struct RunResult {
   int exitCode = -1;
   std::string out, err;
@@ -18,38 +20,31 @@ struct RunResult {
   std::vector<std::string> errLines() const;
 };
 
-// Runs the built pdf417read with these arguments; stdinPath, when set, is
-// its standard input (otherwise /dev/null).
-RunResult RunCli(const std::vector<std::string>& args, const std::string& stdinPath = "");
+// Runs the built pdf417read with these arguments; its standard input is
+// `input` through a pipe (/dev/null when empty).
+RunResult RunCli(const std::vector<std::string>& args, const std::vector<uint8_t>& input = {});
 
 // A fresh directory, removed with everything in it at the end of its scope.
-class TempDir {
- public:
+struct TempDir {
   TempDir();
   ~TempDir();
   TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-  std::string path(const std::string& name) const { return (dir_ / name).string(); }
-  const std::filesystem::path& dir() const { return dir_; }
-
- private:
-  std::filesystem::path dir_;
+  std::string path(const std::string& name) const { return (dir / name).string(); }
+  std::filesystem::path dir;
 };
 
 std::vector<uint8_t> ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 
 // A page as pdf417read dumps it (a 1-bit BMP, or an 8-bit grey one whose
-// pixels below mid grey count as dark), read back as one byte per pixel
-// (1 = dark, row 0 at the top). Fails the test when it is not such a file.
-pdf417::testing::Page ReadDumpedBitmap(const std::string& path);
-// The grey values of a grey page saved by --dump-bitmaps, top row first.
-std::vector<uint8_t> ReadDumpedGrey(const std::string& path);
+// pixels below mid grey count as dark), read back as one byte per pixel;
+// *bits tells which. Fails the test when it is not such a file.
+Page ReadDumpedPage(const std::string& path, int* bits = nullptr);
 
 // Whether two pages have the same size and the same dark pixels.
-bool SamePixels(const pdf417::testing::Page& a, const pdf417::testing::Page& b);
+bool SamePixels(const Page& a, const Page& b);
 
 // A page with one upright symbol of `text` on it (module width 3).
-pdf417::testing::Page PageWithSymbol(const std::string& text, int width = 520, int height = 260);
+Page PageWithSymbol(const std::string& text, int width = 520, int height = 260);
 
 }  // namespace cli_test

@@ -5,35 +5,23 @@
 
 #include "cli_harness.h"
 #include "image_file.h"
-#include "image_writers.h"
+#include "factory/image_files.h"
 
 namespace cli_test {
 namespace {
 
-using pdf417::testing::Page;
-using pdf417::testing::PointD;
+using namespace pdf417::testing;
 
 TEST(Inspect, GridLinesFallOnTheSymbolsRowAndColumnBoundaries) {
   const uint8_t grid = pdf417read::Luminance(120, 165, 255);  // the grid lines' colour, as grey
   for (const int direction : {0, 1, 2, 3}) {
     TempDir dir;
-    Page page = pdf417::testing::MakePage(600, 600);
-    pdf417::testing::SymbolOptions options;
-    options.data = "inspect";
-    options.columns = 3;
-    options.rowHeight = 4;
-    ASSERT_TRUE(pdf417::testing::PlaceSymbol(page, options, 300, 300, direction, 2.0));
-    // Odd directions as a grey PNG: grey paper, dark grey ink.
-    const bool grey = direction % 2 == 1;
-    const std::string file = dir.path(grey ? "page.png" : "page.bmp");
-    if (grey) {
-      std::vector<uint8_t> pixels(page.dark.size());
-      for (size_t i = 0; i < pixels.size(); i++) pixels[i] = page.dark[i] ? 60 : 200;
-      ASSERT_TRUE(WriteGreyPng(file, page.width, page.height, pixels));
-    } else {
-      ASSERT_TRUE(pdf417::testing::WriteBmp(page, file));
-    }
-    const RunResult r = RunCli({"--inspect", dir.dir().string(), file});
+    Page page = MakePage(600, 600);
+    ASSERT_TRUE(PlaceSymbol(page, {"inspect", 2, 3, 3.0, 4}, 300, 300, direction, 2.0));
+    // Odd directions as a grey PNG.
+    const std::string file = dir.path(direction % 2 ? "page.png" : "page.bmp");
+    ASSERT_TRUE(direction % 2 ? WritePng(file, page, PngKind::Grey8) : WriteBmp(page, file));
+    const RunResult r = RunCli({"--inspect", dir.dir.string(), file});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const std::vector<uint8_t> png = ReadBytes(dir.path("1-page-1.png"));
     pdf417read::LoadContext context;

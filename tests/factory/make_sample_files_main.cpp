@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "factory/page_factory.h"
+#include "factory/image_files.h"
 #include "factory/photo_factory.h"
 
 namespace {
@@ -19,38 +19,22 @@ namespace {
 using namespace pdf417::testing;
 
 bool WriteBytes(const std::string& path, const std::string& bytes) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  return static_cast<bool>(out);
+  return static_cast<bool>(std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
 bool WritePhoto(const std::string& path) {
-  PhotoOptions o;
-  o.symbol.data = "Photographed at an angle: keystone, uneven light, blur and JPEG.";
-  o.symbol.ecLevel = 4;
-  o.symbol.columns = 5;
-  o.symbol.moduleWidth = 2.6;
-  o.symbol.rowHeight = 3;
-  o.keystoneDegrees = 9;
-  o.sideRatio = 0.9;
-  o.rotationDegrees = -4;
-  for (double& m : o.margins) m = 14;
-  o.margins[3] = 0;  // cut off by the picture's lower border
-  o.paper = 225;
-  o.ink = 45;
-  o.lightFar = 0.45;
-  o.lightDegrees = 20;
-  o.vignette = 0.15;
-  o.blurSigma = 0.8;
-  o.noiseSigma = 2;
-  o.seed = 417;
+  // Margins of 14 modules but none below: cut off by the picture's lower border.
+  const PhotoOptions o{.symbol = {"Photographed at an angle: keystone, uneven light, blur and JPEG.", 4, 5, 2.6},
+                       .keystoneDegrees = 9, .sideRatio = 0.9, .rotationDegrees = -4, .margins = {14, 14, 14, 0},
+                       .paper = 225, .ink = 45, .lightFar = 0.45, .lightDegrees = 20, .vignette = 0.15,
+                       .blurSigma = 0.8, .noiseSigma = 2, .seed = 417};
   GreyPicture picture;
   std::string error;
   if (!RenderPhoto(o, &picture, &error)) {
     std::fprintf(stderr, "cannot render the photo: %s\n", error.c_str());
     return false;
   }
-  const std::vector<uint8_t> jpeg = EncodeJpeg(picture, 70);
+  const std::vector<uint8_t> jpeg = EncodeJpeg(picture.grey.data(), picture.width, picture.height, 1, 70);
   std::printf("%s: %dx%d, %zu bytes, text \"%s\"\n", path.c_str(), picture.width, picture.height, jpeg.size(),
               picture.truth.data.c_str());
   return WriteBytes(path, std::string(jpeg.begin(), jpeg.end()));
@@ -59,10 +43,7 @@ bool WritePhoto(const std::string& path) {
 // An A4 page (595 x 842 points) with the symbol's dark runs as filled
 // rectangles, modules of 0.8 point, rows three modules high.
 bool WritePdf(const std::string& path) {
-  SymbolOptions o;
-  o.data = "Invoice 2024-0417, total 1,234.50 EUR, due 30 days";
-  o.ecLevel = 3;
-  o.columns = 4;
+  const SymbolOptions o{"Invoice 2024-0417, total 1,234.50 EUR, due 30 days", 3, 4};
   EncodedSymbol symbol;
   std::string error;
   if (!EncodeSymbol(o, &symbol, &error)) {
@@ -73,16 +54,9 @@ bool WritePdf(const std::string& path) {
   std::ostringstream content;
   content << "0 g\n";
   for (int r = 0; r < symbol.rows; ++r) {
-    for (int c = 0; c < symbol.widthModules;) {
-      if (!symbol.modules[r][c]) {
-        ++c;
-        continue;
-      }
-      int end = c;
-      while (end < symbol.widthModules && symbol.modules[r][end]) ++end;
-      content << left + c * module << ' ' << top - (r + 1) * rowHeight << ' ' << (end - c) * module << ' ' << rowHeight
-              << " re f\n";
-      c = end;
+    for (int c = 0, end = 0; c < symbol.widthModules; c = end + 1) {
+      for (end = c; end < symbol.widthModules && symbol.modules[r][end];) ++end;
+      if (end > c) content << left + c * module << ' ' << top - (r + 1) * rowHeight << ' ' << (end - c) * module << ' ' << rowHeight << " re f\n";
     }
   }
   const std::string stream = content.str();

@@ -12,22 +12,22 @@
 
 namespace pdf417::testing {
 
+// Aggregate-initialisable in this order: {data, ecLevel, columns, moduleWidth, rowHeight}.
 struct SymbolOptions {
-  std::string data;          // payload bytes (any bytes, zero bytes included)
+  std::string data = {};     // payload bytes (any bytes, zero bytes included)
   int ecLevel = 2;           // 0..8
   int columns = 0;           // data columns 1..30, 0 = let the encoder choose
   double moduleWidth = 3.0;  // pixels per module (may be fractional)
   int rowHeight = 3;         // modules per row (row height in pixels = rowHeight * moduleWidth)
-  int quietZone = 2;         // light modules kept clear around the symbol
   int eci = 0;               // ECI designator written before the data (0: none)
   // Several data segments, each with its own ECI (the data field is then
   // unused): the encoder writes each segment's designator where it starts.
-  std::vector<std::pair<int, std::string>> segments;
+  std::vector<std::pair<int, std::string>> segments = {};
   // Macro PDF417 (the encoder's structured append): this symbol is part
   // `macroIndex` (1-based) of `macroCount`, with file ID `macroId` (digits,
   // three per codeword, each triplet at most 899).
   int macroIndex = 0, macroCount = 0;
-  std::string macroId;
+  std::string macroId = {};
 };
 
 // The module matrix of an encoded symbol, row 0 at the top.
@@ -43,6 +43,11 @@ struct EncodedSymbol {
 // encoder refuses the data or options.
 bool EncodeSymbol(const SymbolOptions& options, EncodedSymbol* out, std::string* error);
 
+// The width pattern (eight digits, the element widths in modules, bar
+// first) of every codeword of the symbol, row indicators included, row by
+// row from the top, each row from the left.
+std::vector<std::string> CodewordPatterns(const EncodedSymbol& symbol);
+
 struct PointD {
   double x, y;
 };
@@ -53,14 +58,12 @@ struct SymbolTruth {
   int ecLevel = 0, rows = 0, dataColumns = 0;
   double moduleWidth = 0;
   int direction = 0;  // 0 upright, 1 upside down, 2 rows bottom-to-top, 3 rows top-to-bottom
-  double angleDegrees = 0;  // total rotation applied, counter-clockwise on the page
   // Corners of the symbol body (outer edges of start and stop pattern):
   // start-edge top, start-edge bottom, stop-edge top, stop-edge bottom, where
   // top/bottom are as the symbol stands upright before rotation. Corners are
   // continuous page coordinates: pixel (x, y) covers [x, x+1) x [y, y+1), so
   // an upright symbol's start-edge top corner is the top-left corner of its
-  // first dark pixel (whole numbers when the body's edges fall on pixel
-  // edges, e.g. a centre at left + width / 2).
+  // first dark pixel.
   std::array<PointD, 4> corners;
 };
 
@@ -75,42 +78,30 @@ struct Page {
 
 Page MakePage(int width, int height);
 
-// Places a symbol with its centre at (cx, cy): direction 0..3 turns it by
-// 0, 180, 90 (counter-clockwise, rows read bottom to top) or 270 degrees,
-// and skewDegrees adds a further counter-clockwise rotation. Rendering maps
+// Places a symbol with its centre at (cx, cy), a quiet zone of two light
+// modules around it: direction 0..3 turns it by 0, 180, 90
+// (counter-clockwise, rows read bottom to top) or 270 degrees, and
+// skewDegrees adds a further counter-clockwise rotation. Rendering maps
 // every page pixel back to a module (nearest module), so the symbol is drawn
 // bit-exactly at any angle. Returns false when encoding fails or the symbol
 // does not fit on the page.
 bool PlaceSymbol(Page& page, const SymbolOptions& options, double cx, double cy, int direction,
                  double skewDegrees = 0.0, std::string* error = nullptr);
 
-// Flips a fraction (0..1) of the pixels inside the symbols' bounding boxes
-// (inside the whole page when wholePage) at random, reproducibly per seed.
-void AddSaltAndPepper(Page& page, double fraction, uint32_t seed, bool wholePage = false);
+// Flips a fraction (0..1) of the page's pixels at random, reproducibly per
+// seed.
+void AddSaltAndPepper(Page& page, double fraction, uint32_t seed);
 
 // Packed 1-bit DIB: 40-byte header, two palette entries, rows bottom-up,
-// stride ((width + 31) / 32) * 4. colour0Dark selects the palette polarity:
-// true makes entry 0 black (blue byte 0) and stores dark as bit 0; false
-// makes entry 0 white and stores dark as bit 1.
+// stride ((width + 31) / 32) * 4, padding bits light. colour0Dark selects
+// the palette polarity: true makes entry 0 black (blue byte 0) and stores
+// dark as bit 0; false makes entry 0 white and stores dark as bit 1.
+// (Written by image_files.cpp.)
 std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark = true);
-
-// A PDF file of the given objects, numbered 1, 2, ... in order (object 1 the
-// catalog), with its cross-reference table and trailer.
-std::string PdfDocument(const std::vector<std::string>& objects);
 
 // BMP file (14-byte file header + DIB) for tools and the bundled sample.
 std::vector<uint8_t> ToBmpFile(const Page& page);
 bool WriteBmp(const Page& page, const std::string& path);
-
-// The bundled sample page (an A5-sized page at 200 dpi): three symbols at
-// module width 3 px and row height 9 px, upright ("Hello from the sample
-// page"), rows bottom-to-top (30 digits) and rows top-to-bottom (a short
-// text with punctuation), every body edge on a pixel edge. make_sample_page
-// writes it with WriteBmp. Returns false (reason in *error) only if the
-// encoder refuses a symbol.
-inline constexpr int kSamplePageWidth = 1240;
-inline constexpr int kSamplePageHeight = 1754;
-bool MakeSamplePage(Page* page, std::string* error = nullptr);
 
 // The 2^(level+1) error correction codewords of data appended to it, by a
 // reference encoder written from the format's definition: the remainder of

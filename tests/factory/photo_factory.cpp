@@ -13,6 +13,8 @@
 #include <numbers>
 #include <random>
 
+#include "factory/image_files.h"
+
 namespace pdf417::testing {
 namespace {
 
@@ -48,31 +50,28 @@ Projective Inverse(const Projective& p) {
            m[3] * m[7] - m[4] * m[6], m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]}};
 }
 
-void SetError(std::string* error, const std::string& text) {
-  if (error != nullptr) *error = text;
-}
-
-// Separable Gaussian blur, the picture's border pixels repeated outward.
+// Separable Gaussian blur, the picture's border pixels repeated outward:
+// rows, then columns.
 void Blur(std::vector<double>& v, int w, int h, double sigma) {
   if (sigma <= 0) return;
   const int r = static_cast<int>(std::ceil(3 * sigma));
-  std::vector<double> kernel(2 * r + 1);
+  std::vector<double> kernel(2 * r + 1), tmp(v.size());
   double total = 0;
   for (int i = -r; i <= r; ++i) total += kernel[i + r] = std::exp(-0.5 * i * i / (sigma * sigma));
   for (double& k : kernel) k /= total;
-  std::vector<double> tmp(v.size());
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      double s = 0;
-      for (int i = -r; i <= r; ++i) s += kernel[i + r] * v[static_cast<size_t>(y) * w + std::clamp(x + i, 0, w - 1)];
-      tmp[static_cast<size_t>(y) * w + x] = s;
-    }
-  for (int y = 0; y < h; ++y)
-    for (int x = 0; x < w; ++x) {
-      double s = 0;
-      for (int i = -r; i <= r; ++i) s += kernel[i + r] * tmp[static_cast<size_t>(std::clamp(y + i, 0, h - 1)) * w + x];
-      v[static_cast<size_t>(y) * w + x] = s;
-    }
+  for (const bool columns : {false, true}) {
+    const std::vector<double>& in = columns ? tmp : v;
+    std::vector<double>& out = columns ? v : tmp;
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        double s = 0;
+        for (int i = -r; i <= r; ++i) {
+          s += kernel[i + r] * (columns ? in[static_cast<size_t>(std::clamp(y + i, 0, h - 1)) * w + x]
+                                        : in[static_cast<size_t>(y) * w + std::clamp(x + i, 0, w - 1)]);
+        }
+        out[static_cast<size_t>(y) * w + x] = s;
+      }
+  }
 }
 
 bool DecodeJpeg(const std::vector<uint8_t>& bytes, GreyPicture* picture) {
@@ -123,7 +122,7 @@ bool RenderPhoto(const PhotoOptions& o, GreyPicture* out, std::string* error) {
   const int width = static_cast<int>(std::ceil(maxX - minX + (o.margins[0] + o.margins[2]) * mw));
   const int height = static_cast<int>(std::ceil(maxY - minY + (o.margins[1] + o.margins[3]) * mw));
   if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
-    SetError(error, "picture size out of range");
+    if (error != nullptr) *error = "picture size out of range";
     return false;
   }
   for (PointD& p : q) p = PointD{p.x - minX + o.margins[0] * mw, p.y - minY + o.margins[1] * mw};
@@ -164,26 +163,17 @@ bool RenderPhoto(const PhotoOptions& o, GreyPicture* out, std::string* error) {
   Blur(value, width, height, o.blurSigma);
   std::mt19937 rng(o.seed);
   std::normal_distribution<double> noise(0.0, std::max(o.noiseSigma, 1e-9));
-  GreyPicture picture;
-  picture.width = width;
-  picture.height = height;
-  picture.grey.resize(value.size());
+  GreyPicture picture{width, height, std::vector<uint8_t>(value.size()), {}};
   for (size_t i = 0; i < value.size(); ++i) {
     const double v = value[i] + (o.noiseSigma > 0 ? noise(rng) : 0.0);
     picture.grey[i] = static_cast<uint8_t>(std::clamp(std::lround(v), 0L, 255L));
   }
-  if (o.jpegQuality > 0 && !DecodeJpeg(EncodeJpeg(picture, o.jpegQuality), &picture)) {
-    SetError(error, "JPEG round trip failed");
+  if (o.jpegQuality > 0 &&
+      !DecodeJpeg(EncodeJpeg(picture.grey.data(), width, height, 1, std::clamp(o.jpegQuality, 1, 100)), &picture)) {
+    if (error != nullptr) *error = "JPEG round trip failed";
     return false;
   }
-  SymbolTruth& truth = picture.truth;
-  truth.data = o.symbol.data;
-  truth.ecLevel = symbol.ecLevel;
-  truth.rows = symbol.rows;
-  truth.dataColumns = symbol.dataColumns;
-  truth.moduleWidth = mw;
-  truth.angleDegrees = o.rotationDegrees;
-  truth.corners = {q[0], q[3], q[1], q[2]};
+  picture.truth = {o.symbol.data, symbol.ecLevel, symbol.rows, symbol.dataColumns, mw, 0, {q[0], q[3], q[1], q[2]}};
   *out = std::move(picture);
   return true;
 }
@@ -192,32 +182,6 @@ std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width,
   Page page = MakePage(width, height);
   for (size_t i = 0; i < page.dark.size() && i < grey.size(); ++i) page.dark[i] = grey[i] < threshold;
   return ToDib(page);
-}
-
-std::vector<uint8_t> EncodeJpeg(const GreyPicture& picture, int quality) {
-  jpeg_compress_struct cinfo{};
-  jpeg_error_mgr jerr{};
-  cinfo.err = jpeg_std_error(&jerr);
-  jpeg_create_compress(&cinfo);
-  unsigned char* buffer = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&cinfo, &buffer, &size);
-  cinfo.image_width = static_cast<JDIMENSION>(picture.width);
-  cinfo.image_height = static_cast<JDIMENSION>(picture.height);
-  cinfo.input_components = 1;
-  cinfo.in_color_space = JCS_GRAYSCALE;
-  jpeg_set_defaults(&cinfo);
-  jpeg_set_quality(&cinfo, std::clamp(quality, 1, 100), TRUE);
-  jpeg_start_compress(&cinfo, TRUE);
-  while (cinfo.next_scanline < cinfo.image_height) {
-    JSAMPROW row = const_cast<uint8_t*>(picture.grey.data()) + static_cast<size_t>(cinfo.next_scanline) * picture.width;
-    jpeg_write_scanlines(&cinfo, &row, 1);
-  }
-  jpeg_finish_compress(&cinfo);
-  std::vector<uint8_t> bytes(buffer, buffer + size);
-  jpeg_destroy_compress(&cinfo);
-  std::free(buffer);
-  return bytes;
 }
 
 const char* PhotoDistortionName(PhotoDistortion kind) {

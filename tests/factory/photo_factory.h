@@ -66,7 +66,4 @@ PhotoOptions PhotoSample(PhotoDistortion kind, uint32_t index);
 // pixel dark when its grey value is below `threshold`.
 std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold);
 
-// The picture as a baseline JPEG file of the given quality.
-std::vector<uint8_t> EncodeJpeg(const GreyPicture& picture, int quality);
-
 }  // namespace pdf417::testing

@@ -1,12 +1,18 @@
+// Codeword patterns from measured widths: the labelling of a width
+// histogram, the classification of a cell by those labels (and its
+// candidates in order), by the cell's own 17-module total and by its edge
+// distances; and the symbol character tables the patterns are looked up in.
+// Every expected value is worked out by hand.
 #include "sample/module_classification.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "decode/symbol_tables.h"
-#include "support/alloc.h"
 
 namespace pdf417 {
 namespace {
@@ -21,18 +27,12 @@ std::vector<int32_t> Histogram(int32_t H, std::vector<std::pair<int32_t, int32_t
 // Labels from valleys v[0..4]: 1 below v0, -1 at v0, 2 up to v1, ...
 std::vector<int32_t> LabelsFromValleys(int32_t H, std::vector<int32_t> v) {
   std::vector<int32_t> labels(H);
-  int32_t m = 1;
-  for (int32_t w = 0; w < H; ++w) {
-    if (m <= 5 && w == v[m - 1]) {
-      labels[w] = -m;
-      ++m;
-    } else {
-      labels[w] = m;
-    }
-  }
+  for (int32_t w = 0, m = 1; w < H; ++w) labels[w] = m <= 5 && w == v[m - 1] ? -m++ : m;
   return labels;
 }
 
+// Every width labelled by the peaks and valleys of the histogram; fewer
+// than five peaks leave every width unlabelled (valleys {}).
 TEST(LabelWidthHistogram, PeaksValleysAndLabels) {
   struct Case {
     const char* name;
@@ -62,32 +62,18 @@ TEST(LabelWidthHistogram, PeaksValleysAndLabels) {
       // A flat top that rises again is no peak: 3..4 at 7 rises to 9 at 5.
       {"flat top rising", Histogram(30, {{3, 7}, {4, 7}, {5, 9}, {8, 5}, {12, 4}, {16, 3}, {20, 2}, {24, 1}}),
        {6, 9, 13, 17, 21}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::vector<int32_t> h = c.h;
-    EXPECT_EQ(LabelWidthHistogram(h.data(), static_cast<int32_t>(h.size())), 0);
-    EXPECT_EQ(h, LabelsFromValleys(static_cast<int32_t>(h.size()), c.valleys));
-  }
-}
-
-TEST(LabelWidthHistogram, FewerThanFivePeaksLeaveEveryWidthUnlabelled) {
-  struct Case {
-    const char* name;
-    std::vector<int32_t> h;
-  };
-  const Case cases[] = {
-      {"four peaks", Histogram(20, {{3, 4}, {6, 4}, {9, 4}, {12, 4}})},
-      {"empty", Histogram(20, {})},
+      {"four peaks", Histogram(20, {{3, 4}, {6, 4}, {9, 4}, {12, 4}}), {}},
+      {"empty", Histogram(20, {}), {}},
       // A flat top running to the end gives no peak: four peaks only.
-      {"flat top to the end", {0, 5, 0, 5, 0, 5, 0, 5, 0, 3, 3, 3}},
-      {"H = 0", {}},
+      {"flat top to the end", {0, 5, 0, 5, 0, 5, 0, 5, 0, 3, 3, 3}, {}},
+      {"H = 0", {}, {}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     std::vector<int32_t> h = c.h;
-    EXPECT_EQ(LabelWidthHistogram(h.data(), static_cast<int32_t>(h.size())), -1);
-    EXPECT_EQ(h, std::vector<int32_t>(c.h.size(), 0));
+    const int32_t H = static_cast<int32_t>(h.size());
+    EXPECT_EQ(LabelWidthHistogram(h.data(), H), c.valleys.empty() ? -1 : 0);
+    EXPECT_EQ(h, c.valleys.empty() ? std::vector<int32_t>(h.size(), 0) : LabelsFromValleys(H, c.valleys));
   }
 }
 
@@ -157,86 +143,80 @@ TEST(ClassifyCell, DeficitRulesAndEnumerationOrder) {
   }
 }
 
-TEST(BuildCellGrid, ClassifiesEveryCellAndReportsAllocationFailure) {
-  const std::vector<int32_t> labels = DirectLabels();
-  const std::vector<int32_t> widths = {3, 1, 1, 1, 1, 1, 3, 15, 1, 12, 4, 13, 1, 11, 1, 11};
-  const long live = alloc_testing::Live();
-  CellGrid grid{};
-  ASSERT_EQ(BuildCellGrid(widths.data(), 2, labels.data(), labels.data(), 20, grid), 0);
-  ASSERT_EQ(grid.count, 2);
-  EXPECT_EQ(grid.cells[0].elementWidths[7], 15);
-  EXPECT_EQ(Digits(grid.cells[0].candidates[0]), "31111136");
-  EXPECT_EQ(grid.cells[1].candidateCount, 3);
-  FreeCellGrid(grid);
-  EXPECT_EQ(grid.count, 0);
-  EXPECT_EQ(grid.cells, nullptr);
-
-  alloc_testing::FailOnly(1);
-  EXPECT_EQ(BuildCellGrid(widths.data(), 2, labels.data(), labels.data(), 20, grid), -1);
-  alloc_testing::Reset();
-  EXPECT_EQ(grid.count, 0);
-  EXPECT_EQ(grid.cells, nullptr);
-  EXPECT_EQ(alloc_testing::Live(), live);
-}
-
-CodewordCell CellByTotal(std::initializer_list<int32_t> widths) {
-  CodewordCell cell{};
-  int e = 0;
-  for (int32_t w : widths) cell.elementWidths[e++] = w;
-  ClassifyCellByTotal(cell);
-  return cell;
-}
-
-std::string First(const CodewordCell& cell) {
-  return cell.candidateCount ? std::string(cell.candidates[0], 8) : std::string("none");
-}
-
-TEST(ClassifyCellByTotal, MeasuresEachCodewordAgainstItsOwnSeventeenModules) {
-  const struct {
-    std::initializer_list<int32_t> widths;
-    const char* expected;
-  } cases[] = {
-      {{9, 3, 3, 3, 3, 3, 9, 18}, "31111136"},     // exact, 3 px modules
-      {{10, 2, 4, 3, 3, 2, 9, 18}, "31111136"},    // one pixel off here and there
-      {{24, 6, 6, 6, 12, 6, 30, 12}, "41112152"},  // a 6-module-free cell at 6 px
-      {{5, 2, 2, 2, 2, 2, 5, 11}, "31111136"},     // fractional modules (1.8 px)
-  };
-  for (const auto& c : cases) {
-    const CodewordCell cell = CellByTotal(c.widths);
-    EXPECT_EQ(First(cell), c.expected);
-    EXPECT_EQ(std::string(cell.moduleDigits, 8), c.expected);
-  }
-  // Every candidate is a symbol character, at most five, nearest first.
-  const CodewordCell blurred = CellByTotal({7, 5, 4, 3, 3, 4, 8, 17});
-  ASSERT_GE(blurred.candidateCount, 1);
-  ASSERT_LE(blurred.candidateCount, 5);
-  for (int i = 0; i < blurred.candidateCount; ++i) EXPECT_TRUE(IsSymbolCharacter(blurred.candidates[i]));
-  // A missing element (width 0) leaves nothing to measure against.
-  EXPECT_EQ(CellByTotal({9, 3, 3, 3, 3, 3, 9, 0}).candidateCount, 0);
-}
-
-TEST(PatternFromEdgeDistances, IgnoresInkSpreadAndThinning) {
+// A cell measured against its own 17 modules: by its edge distances (the
+// sums of a bar and the next space and of a space and the next bar, which
+// ink spread and thinning leave as they are), and by its total, whose first
+// candidate is the edge distances' pattern. Each sum worked out by hand.
+TEST(ClassifyCellByTotal, EdgeDistancesComeFirst) {
   const struct {
     std::vector<int32_t> widths;
     const char* expected;  // nullptr: none
   } cases[] = {
-      {{12, 4, 4, 4, 4, 4, 12, 24}, "31111136"},   // exact, 4 px modules
+      {{9, 3, 3, 3, 3, 3, 9, 18}, "31111136"},     // exact, 3 px modules
+      {{10, 2, 4, 3, 3, 2, 9, 18}, "31111136"},    // one pixel off here and there
+      {{24, 6, 6, 6, 12, 6, 30, 12}, "41112152"},  // 6 px modules
+      {{5, 2, 2, 2, 2, 2, 5, 11}, "31111136"},     // fractional modules (1.8 px)
       {{14, 2, 6, 2, 6, 2, 14, 22}, "31111136"},   // bars 2 px wider, spaces 2 px narrower
       {{10, 6, 2, 6, 2, 6, 10, 26}, "31111136"},   // bars 2 px narrower
       {{20, 4, 4, 4, 4, 4, 8, 20}, "51111125"},    // cluster 3's codeword 0
-      {{5, 5, 5, 5, 5, 5, 5, 5}, nullptr},         // no symbol character has these
       {{12, 4, 4, 4, 4, 4, 12, 0}, nullptr},       // a missing element
   };
   for (const auto& c : cases) {
+    const std::string expected = c.expected ? c.expected : "none";
     char digits[8];
-    const int32_t status = PatternFromEdgeDistances(c.widths.data(), digits);
-    if (c.expected == nullptr) {
-      EXPECT_EQ(status, -1);
-      continue;
-    }
-    ASSERT_EQ(status, 0) << c.expected;
-    EXPECT_EQ(std::string(digits, 8), c.expected);
+    EXPECT_EQ(PatternFromEdgeDistances(c.widths.data(), digits) == 0 ? Digits(digits) : "none", expected);
+    CodewordCell cell{};
+    std::copy(c.widths.begin(), c.widths.end(), cell.elementWidths);
+    ClassifyCellByTotal(cell);
+    EXPECT_EQ(cell.candidateCount ? Digits(cell.candidates[0]) : "none", expected);
   }
+  // No symbol character has these edge distances; blurred, the total gives
+  // candidates that are all symbol characters, at most five.
+  const int32_t even[8] = {5, 5, 5, 5, 5, 5, 5, 5};
+  char digits[8];
+  EXPECT_EQ(PatternFromEdgeDistances(even, digits), -1);
+  CodewordCell blurred{0, {7, 5, 4, 3, 3, 4, 8, 17}, {}, {}};
+  ClassifyCellByTotal(blurred);
+  ASSERT_TRUE(blurred.candidateCount >= 1 && blurred.candidateCount <= 5);
+  for (int i = 0; i < blurred.candidateCount; ++i) EXPECT_TRUE(IsSymbolCharacter(blurred.candidates[i]));
+}
+
+// The generated symbol character tables: every cluster's 929 patterns of
+// eight elements of 1 to 6 modules summing to 17, in the cluster their
+// element widths put them in, in strictly ascending order (the lookup
+// searches them), each codeword once; known patterns resolve to their
+// codewords, and a pattern found nowhere to the nearest record.
+TEST(SymbolTables, InvariantsTheLookupNeedsAndKnownCodewords) {
+  for (int32_t t = 0; t < 3; ++t) {
+    const SymbolCharacterTable& table = kSymbolCharacterTables[t];
+    std::set<int32_t> codewords;
+    for (int32_t i = 0; i < kCodewordCount; ++i) {
+      const SymbolCharacterRecord& r = table.records[i];
+      SCOPED_TRACE(std::string(r.pattern, 8));
+      ASSERT_TRUE(r.pattern[8] == '\0' && r.pattern[9] == '\0');
+      int32_t sum = 0;
+      for (int32_t k = 0; k < 8; ++k) {
+        ASSERT_TRUE(r.pattern[k] >= '1' && r.pattern[k] <= '6');
+        sum += r.pattern[k] - '0';
+      }
+      EXPECT_EQ(sum, 17);
+      EXPECT_EQ(ClusterOfPattern(r.pattern), 3 * t);
+      EXPECT_TRUE(i == 0 || std::strcmp(table.records[i - 1].pattern, r.pattern) < 0);
+      codewords.insert(r.codeword);
+    }
+    EXPECT_TRUE(codewords.size() == 929u && *codewords.begin() == 0 && *codewords.rbegin() == 928);
+  }
+  const struct {
+    const char* pattern;
+    int32_t cluster, codeword;
+  } cases[] = {
+      {"31111136", 0, 0}, {"51111125", 3, 0}, {"21111155", 6, 0},
+      // Eight zero bytes are 401 away from every record: the first one stays.
+      {"\0\0\0\0\0\0\0\0", 0, 9}, {"\0\0\0\0\0\0\0\0", 3, 44}, {"\0\0\0\0\0\0\0\0", 6, 2},
+  };
+  for (const auto& c : cases) EXPECT_EQ(ResolveCodeword(c.pattern, ClusterTable(c.cluster)), c.codeword) << c.cluster;
+  int32_t codeword = 0;
+  EXPECT_EQ(LookupCodeword("\0\0\0\0\0\0\0\0", ClusterTable(0), &codeword), kPatternNotFound);
 }
 
 }  // namespace

@@ -152,47 +152,38 @@ TEST(Compaction, ClassicTextAndDataAsEncoded) {
   }
 }
 
+// The fields of the data as encoded besides its bytes: reader
+// initialisation, each ECI designator with the data offset it applies from,
+// and the fields of a Macro PDF417 control block (-1 and <error>: absent).
 TEST(Compaction, EciMacroAndReaderInitialisationFields) {
-  Readings eci = Decode({1, 927, 3, 89, 926, 0, 5, 925, 7});
-  ASSERT_EQ(eci.dataStatus, 0);
-  ASSERT_EQ(eci.data.eciCount, 3);
-  EXPECT_EQ(eci.data.ecis[0].designator, 3);
-  EXPECT_EQ(eci.data.ecis[0].offset, 2);
-  EXPECT_EQ(eci.data.ecis[1].designator, 905);
-  EXPECT_EQ(eci.data.ecis[1].offset, 3);
-  EXPECT_EQ(eci.data.ecis[2].designator, 810907);
-  EXPECT_EQ(eci.data.readerInit, 0);
-  EXPECT_EQ(eci.data.macro.present, 0);
-  FreeDecodedData(eci.data);
-
-  Readings init = Decode({921, 1});
-  EXPECT_EQ(init.data.readerInit, 1);
-  FreeDecodedData(init.data);
-
-  Readings macro = Decode({1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922});
-  ASSERT_EQ(macro.dataStatus, 0);
-  const MacroFields& m = macro.data.macro;
-  EXPECT_EQ(m.present, 1);
-  EXPECT_EQ(m.segmentIndex, 2);
-  EXPECT_EQ(Field(macro.data, m.fileId), "001002003");
-  EXPECT_EQ(m.segmentCount, 3);
-  EXPECT_EQ(Field(macro.data, m.fileName), "FN");
-  EXPECT_EQ(Field(macro.data, m.sender), kError);
-  EXPECT_EQ(m.timeStamp, -1);
-  EXPECT_EQ(m.lastSegment, 1);
-  FreeDecodedData(macro.data);
-
-  // Segment 99999 (199999 = 222 * 900 + 199), not the last; time stamp
-  // 1 and 9 (19), checksum 1 and 7 (17).
-  Readings open = Decode({928, 222, 199, 7, 923, 2, 19, 923, 6, 17});
-  ASSERT_EQ(open.dataStatus, 0);
-  EXPECT_EQ(open.bytes, "");
-  EXPECT_EQ(open.data.macro.segmentIndex, 99999);
-  EXPECT_EQ(Field(open.data, open.data.macro.fileId), "007");
-  EXPECT_EQ(open.data.macro.timeStamp, 9);
-  EXPECT_EQ(open.data.macro.checksum, 7);
-  EXPECT_EQ(open.data.macro.lastSegment, 0);
-  FreeDecodedData(open.data);
+  const struct {
+    std::vector<int32_t> data;
+    const char* fields;
+  } cases[] = {
+      // "AB", ECI 3, "C", ECI 905 (926: 900 + 0 * 900 + 5), ECI 810907 (925: 810900 + 7).
+      {{1, 927, 3, 89, 926, 0, 5, 925, 7}, "init 0, eci 3 at 2, eci 905 at 3, eci 810907 at 3"},
+      {{921, 1}, "init 1"},
+      // See the table above.
+      {{1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922}, "init 0, segment 2 of 3 (last), id 001002003, name FN, sender <error>, time -1, checksum -1"},
+      // Segment 99999 (199999 = 222 * 900 + 199), not the last; time stamp
+      // 1 and 9 (19), checksum 1 and 7 (17).
+      {{928, 222, 199, 7, 923, 2, 19, 923, 6, 17}, "init 0, segment 99999 of -1, id 007, name <error>, sender <error>, time 9, checksum 7"},
+  };
+  for (const auto& c : cases) {
+    Readings r = Decode(c.data);
+    ASSERT_EQ(r.dataStatus, 0) << c.fields;
+    const DecodedData& d = r.data;
+    std::string fields = "init " + std::to_string(d.readerInit);
+    for (int32_t k = 0; k < d.eciCount; ++k) fields += ", eci " + std::to_string(d.ecis[k].designator) + " at " + std::to_string(d.ecis[k].offset);
+    const MacroFields& m = d.macro;
+    if (m.present) {
+      fields += ", segment " + std::to_string(m.segmentIndex) + " of " + std::to_string(m.segmentCount) + (m.lastSegment ? " (last)" : "") +
+                ", id " + Field(d, m.fileId) + ", name " + Field(d, m.fileName) + ", sender " + Field(d, m.sender) +
+                ", time " + std::to_string(m.timeStamp) + ", checksum " + std::to_string(m.checksum);
+    }
+    EXPECT_EQ(fields, c.fields);
+    FreeDecodedData(r.data);
+  }
 }
 
 TEST(Compaction, LargestSymbolFitsAndLongerInputIsRefused) {

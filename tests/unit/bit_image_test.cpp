@@ -1,0 +1,66 @@
+// The bit image transforms against their pixel-by-pixel definitions, on
+// random images of widths and heights around byte, word and tile borders,
+// sparse and dense, with garbage in the padding after each row's last pixel:
+// lone-pixel removal (a pixel whose four neighbours, light outside the
+// image, all have the other colour takes theirs) and the quarter turn
+// (pixel (x, y) goes to (H - 1 - y, x), bits past the new width 0) of an
+// image and of the same rows read as a DIB, bottom row first, in either
+// polarity.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "image/lone_pixels.h"
+#include "image/transforms.h"
+
+namespace pdf417 {
+namespace {
+
+TEST(BitImage, TransformsMatchPixelByPixelDefinitions) {
+  std::mt19937 random(417);
+  for (const int32_t width : {1, 7, 8, 9, 17, 63, 130, 300}) {
+    for (const int32_t height : {1, 2, 3, 11, 17, 40}) {
+      for (const double darkShare : {0.1, 0.5, 0.9}) {
+        SCOPED_TRACE(::testing::Message() << "width " << width << " height " << height << " share " << darkShare);
+        const int32_t stride = (width + 31) / 32 * 4;
+        std::vector<uint8_t> pixels(static_cast<size_t>(stride) * height);
+        for (auto& b : pixels) b = static_cast<uint8_t>(random());  // padding too
+        std::bernoulli_distribution dark(darkShare);
+        const auto bit = [&](int32_t x, int32_t y) {  // 1 light, 0 dark; outside light
+          if (x < 0 || y < 0 || x >= width || y >= height) return 1;
+          return pixels[static_cast<size_t>(y) * stride + x / 8] >> (7 - x % 8) & 1;
+        };
+        for (int32_t y = 0; y < height; y++)
+          for (int32_t x = 0; x < width; x++) {
+            uint8_t& b = pixels[static_cast<size_t>(y) * stride + x / 8];
+            const auto mask = static_cast<uint8_t>(0x80 >> x % 8);
+            b = static_cast<uint8_t>(dark(random) ? b & ~mask : b | mask);
+          }
+        const BitImage in{pixels.data(), stride * height, width, height, stride, height};
+        BitImagePtr lonely(RemoveLonePixels(in)), turned(TurnedBitImage(in));
+        BitImagePtr dib(LoadTurnedBitImage(DibRows{pixels.data(), width, height, stride, false}));
+        BitImagePtr complement(LoadTurnedBitImage(DibRows{pixels.data(), width, height, stride, true}));
+        ASSERT_TRUE(lonely && turned && dib && complement);
+        for (const BitImage* t : {turned.get(), dib.get(), complement.get()}) {
+          ASSERT_TRUE(t->width == height && t->height == width && t->stride * 8 >= height);
+          for (int32_t r = 0; r < width; r++)
+            for (int32_t x = height; x < t->stride * 8; x++) ASSERT_EQ(PixelAt(*t, x, r), 0) << "padding at " << x << "," << r;
+        }
+        for (int32_t y = 0; y < height; y++)
+          for (int32_t x = 0; x < width; x++) {
+            const int c = bit(x, y);
+            const bool lone = bit(x - 1, y) != c && bit(x + 1, y) != c && bit(x, y - 1) != c && bit(x, y + 1) != c;
+            ASSERT_EQ(PixelAt(*lonely, x, y), lone ? 1 - c : c) << "lone pixels at " << x << "," << y;
+            ASSERT_EQ(PixelAt(*turned, height - 1 - y, x), c) << "turned image at " << x << "," << y;
+            // Read as a DIB, stored row y is page row height - 1 - y.
+            ASSERT_EQ(PixelAt(*dib, y, x), c) << "turned DIB at " << x << "," << y;
+            ASSERT_EQ(PixelAt(*complement, y, x), 1 - c) << "turned complemented DIB at " << x << "," << y;
+          }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace pdf417

@@ -1,0 +1,127 @@
+// Reed-Solomon correction over GF(929) against the factory's reference
+// encoder: random valid sequences with errors at random places (the length
+// descriptor among them) are restored when there are at most half as many
+// as locating syndromes, and reported otherwise. And codeword matrices of
+// libzint symbols, one cell per codeword holding the encoder's own width
+// pattern, some data codewords damaged: decoding with half the correction
+// codewords gives back the payload, the level the row indicators state and
+// a consistent symbol, at every level and for every row count modulo 3
+// (which the indicators carry with the level).
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "decode/correction_workspace.h"
+#include "decode/error_correction.h"
+#include "decode/high_level_decoder.h"
+#include "decode/matrix_decoder.h"
+#include "factory/page_factory.h"
+#include "support/alloc.h"
+
+namespace pdf417 {
+namespace {
+
+// A valid sequence of `dataCount` data codewords (the first the length
+// descriptor) at error correction level `level`.
+std::vector<int32_t> ValidSequence(int32_t dataCount, int32_t level, uint32_t seed) {
+  std::mt19937 rng(seed);
+  std::vector<int32_t> data(dataCount, dataCount);
+  for (int32_t i = 1; i < dataCount; ++i) data[i] = static_cast<int32_t>(rng() % 929);
+  return testing::WithErrorCorrection(data, level);
+}
+
+TEST(ErrorCorrection, CorrectsUpToHalfTheLocatingSyndromesAndReportsMore) {
+  const struct {
+    int32_t level, dataCount, errors;
+  } cases[] = {{2, 30, 1}, {3, 40, 1}, {3, 40, 3}, {4, 32, 7}, {4, 100, 5}, {5, 200, 15}, {6, 400, 31}, {8, 300, 127},
+               {2, 40, 2}, {2, 40, 3}, {3, 40, 4}, {4, 40, 8}, {4, 40, 12}};
+  auto ws = std::make_unique<CorrectionWorkspace>();
+  for (const auto& c : cases) {
+    const int32_t m = (1 << c.level) - 1;
+    for (uint32_t seed = 1; seed <= 6; ++seed) {
+      SCOPED_TRACE(::testing::Message() << "level " << c.level << " errors " << c.errors << " seed " << seed);
+      const std::vector<int32_t> clean = ValidSequence(c.dataCount, c.level, seed);
+      std::vector<int32_t> damaged = clean;
+      std::mt19937 rng(seed * 31);
+      std::set<size_t> positions;
+      if (seed % 2 == 1) positions.insert(0);  // the length descriptor itself
+      while (static_cast<int32_t>(positions.size()) < c.errors) positions.insert(rng() % damaged.size());
+      for (size_t p : positions) damaged[p] = (damaged[p] + 1 + rng() % 928) % 929;
+      const bool correctable = c.errors <= m / 2;
+      EXPECT_EQ(CorrectErrors(*ws, damaged.data(), static_cast<int32_t>(damaged.size()), m), correctable ? c.errors : -1);
+      EXPECT_TRUE(!correctable || damaged == clean);
+    }
+  }
+}
+
+TEST(ErrorCorrection, LevelsZeroAndOneOnlyCheck) {
+  auto ws = std::make_unique<CorrectionWorkspace>();
+  for (int32_t level = 0; level <= 1; ++level) {
+    const int32_t m = (1 << level) - 1;
+    std::vector<int32_t> c = ValidSequence(12, level, 3);
+    EXPECT_EQ(CorrectErrors(*ws, c.data(), static_cast<int32_t>(c.size()), m), 0) << level;
+    c[4] = (c[4] + 1) % 929;
+    EXPECT_EQ(CorrectErrors(*ws, c.data(), static_cast<int32_t>(c.size()), m), -1) << level;
+  }
+  // m = 0 checks S_1 only: C(x) = x - 3 has S_1 = 0 but S_2 = 6.
+  std::vector<int32_t> d = {1, 926};
+  EXPECT_EQ(CorrectErrors(*ws, d.data(), 2, 0), 0);
+  EXPECT_EQ(CorrectErrors(*ws, d.data(), 2, 1), -1);
+}
+
+TEST(ErrorCorrection, RefusesWhatTheWorkStorageCannotHold) {
+  auto ws = std::make_unique<CorrectionWorkspace>();
+  // 929 zero codewords are consistent, but positions repeat beyond 928.
+  std::vector<int32_t> zeros(929, 0);
+  EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 929, 3), -1);
+  EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 928, 3), 0);
+  EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 928, 256), -1);
+  EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 928, -1), -1);
+  EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 0, 3), -1);
+}
+
+TEST(MatrixDecoder, EncoderSymbolsDecodeToTheirPayloadAndLevel) {
+  const struct {
+    int level, columns;
+    size_t length;
+    int damaged;  // data codewords replaced by their row neighbours', at most (2^level - 1) / 2
+  } cases[] = {{0, 1, 4, 0}, {0, 2, 20, 0}, {1, 1, 12, 0}, {2, 3, 40, 1}, {3, 2, 30, 3}, {3, 4, 70, 2},
+               {4, 5, 120, 7}, {5, 6, 90, 15}, {6, 9, 200, 20}, {8, 20, 300, 100}};
+  Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
+  for (const auto& c : cases) {
+    const testing::SymbolOptions o{testing::TextPayload(c.length, c.level + 1), c.level, c.columns};
+    testing::EncodedSymbol e;
+    std::string error;
+    ASSERT_TRUE(testing::EncodeSymbol(o, &e, &error)) << error;
+    SCOPED_TRACE(::testing::Message() << "level " << c.level << ", " << e.rows << " rows x " << e.dataColumns);
+    std::vector<std::string> patterns = testing::CodewordPatterns(e);
+    const int k = e.dataColumns + 2;
+    for (int j = 0; j < c.damaged; ++j) {
+      const int at = (j * 7) % e.rows * k + 1 + (j * 3) % e.dataColumns;
+      patterns[at] = patterns[at % k == e.dataColumns ? at - 1 : at + 1];
+    }
+    CellGrid grid{static_cast<int32_t>(patterns.size()), AllocArray<CodewordCell>(patterns.size())};
+    for (size_t i = 0; i < patterns.size(); ++i) {
+      CodewordCell& cell = grid.cells[i];
+      cell.candidateCount = 1;
+      std::memcpy(cell.candidates[0], patterns[i].data(), 8);
+      std::memcpy(cell.moduleDigits, patterns[i].data(), 8);
+      for (int x = 0; x < 8; ++x) cell.elementWidths[x] = 3 * (patterns[i][x] - '0');
+    }
+    MatrixDecoding out{};
+    EXPECT_EQ(DecodeCodewordMatrix(*ws, grid, e.rows, k, out), 0);
+    EXPECT_EQ(out.eclValue, (1 << c.level) - 1);
+    EXPECT_TRUE(out.consistent);
+    ASSERT_NE(out.data.store, nullptr);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.data.store), out.data.dataLength), o.data);
+    FreeMatrixDecoding(out);
+    FreeCellGrid(grid);
+  }
+}
+
+}  // namespace
+}  // namespace pdf417
