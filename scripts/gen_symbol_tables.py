@@ -71,6 +71,8 @@ def write_source(tables, path, source_name):
     out.append("// The three symbol character tables, cluster 0, 3, 6, each sorted by pattern.")
     out.append('#include "decode/symbol_tables.h"')
     out.append("")
+    out.append("// Six records a line, as generated.")
+    out.append("// clang-format off")
     out.append("namespace pdf417 {")
     out.append("")
     out.append("const SymbolCharacterTable kSymbolCharacterTables[3] = {")
@@ -85,6 +87,7 @@ def write_source(tables, path, source_name):
     out.append("};")
     out.append("")
     out.append("}  // namespace pdf417")
+    out.append("// clang-format on")
     with open(path, "w", encoding="ascii", newline="\n") as f:
         f.write("\n".join(out) + "\n")
 

@@ -24,6 +24,8 @@ constexpr uint8_t AS = 131;  // shift to upper
 constexpr uint8_t AL = 132;  // latch to upper
 constexpr uint8_t PL = 133;  // latch to punctuation
 
+// Fifteen values a line, as the sub-mode tables are usually printed.
+// clang-format off
 constexpr uint8_t kTextTables[4][30] = {
     // upper
     {'A', 'B', 'C', 'D', 'E', 'F', 'G', 'H', 'I', 'J', 'K', 'L', 'M', 'N', 'O',
@@ -38,6 +40,7 @@ constexpr uint8_t kTextTables[4][30] = {
     {';', '<', '>', '@', '[', 92, ']', '_', '`', '~', '!', 13, 9, ',', ':',
      10, '-', '.', '$', '/', 34, '|', '*', '(', ')', '?', '{', '}', 39, AL},
 };
+// clang-format on
 
 // Codewords 900 and above.
 constexpr int32_t kLatchText = 900;

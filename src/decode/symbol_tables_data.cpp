@@ -3,6 +3,8 @@
 // The three symbol character tables, cluster 0, 3, 6, each sorted by pattern.
 #include "decode/symbol_tables.h"
 
+// Six records a line, as generated.
+// clang-format off
 namespace pdf417 {
 
 const SymbolCharacterTable kSymbolCharacterTables[3] = {
@@ -483,3 +485,4 @@ const SymbolCharacterTable kSymbolCharacterTables[3] = {
 };
 
 }  // namespace pdf417
+// clang-format on
