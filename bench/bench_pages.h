@@ -49,13 +49,12 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
   testing::Page page = testing::MakePage(res.width, res.height);
   const double s = res.dpi / 300.0;  // layout scale
   const double mw = res.dpi == 300 ? 4 : 3;
-  const uint32_t seed = 1000u * static_cast<uint32_t>(type.kind) + 10u * static_cast<uint32_t>(v) +
-                        static_cast<uint32_t>(res.dpi);
+  const uint32_t seed =
+      1000u * static_cast<uint32_t>(type.kind) + 10u * static_cast<uint32_t>(v) + static_cast<uint32_t>(res.dpi);
   const double jitter = 37.0 * v * s;
   bool ok = true;
   switch (type.kind) {
-    case 0:
-      break;
+    case 0: break;
     case 1:
       ok = PlaceBenchSymbol(page, testing::TextPayload(240, seed), 6, mw, res.width / 2.0 + jitter,
                             res.height / 3.0 + jitter, 0);
@@ -85,8 +84,7 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
       }
       break;
     }
-    default:
-      return false;
+    default: return false;
   }
   *out = std::move(page);
   return ok;

@@ -51,7 +51,7 @@
 #include "pdf417/pdf417.h"
 
 #ifdef PDF417_BENCH_WITH_ZXING
-#include <ZXing/ReadBarcode.h>
+#  include <ZXing/ReadBarcode.h>
 #endif
 
 namespace {
@@ -70,7 +70,7 @@ struct BenchPage {
   std::vector<uint8_t> dib;        // this library's input (of a grey page: binarised with Otsu's threshold)
   std::vector<uint8_t> grey;       // ZXing's input: 0 dark, 255 light
   int width = 0, height = 0;
-  bool greyInput = false;          // this library reads `grey` with PDF417_ReadGrey
+  bool greyInput = false;  // this library reads `grey` with PDF417_ReadGrey
 };
 
 // A grey page's DIB as pdf417read made it before the grey export: every
@@ -193,9 +193,9 @@ struct LibraryApi {
 };
 
 LibraryApi LinkedApi() {
-  return {PDF417_Init,         PDF417_ReadDib,  PDF417_ReadGrey,      PDF417_GetNumBarcodes,
+  return {PDF417_Init,          PDF417_ReadDib,        PDF417_ReadGrey,     PDF417_GetNumBarcodes,
           PDF417_GetSymbolText, PDF417_GetCoordinates, PDF417_GetDirection, PDF417_GetErrorCorrectionLevel,
-          PDF417_GetMode,      PDF417_GetConfidence, PDF417_Done};
+          PDF417_GetMode,       PDF417_GetConfidence,  PDF417_Done};
 }
 
 bool LoadApi(const char* path, LibraryApi* api) {
@@ -470,9 +470,9 @@ int main(int argc, char** argv) {
   if (zopt.enabled) {
     std::printf("ZXing: ReadBarcodes, formats PDF417, tryRotate on, tryHarder %s, binarizer %s, 8-bit grey input.\n",
                 zopt.tryHarder ? "on" : "off", zopt.fixedThreshold ? "FixedThreshold" : "LocalAverage");
-  if (grey) {
-    std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
-  }
+    if (grey) {
+      std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
+    }
   }
   std::printf("Rate: symbols whose exact bytes were returned / symbols placed. Times: median ms per page (%s).\n\n",
               gWallClock ? "wall clock" : "thread CPU time");

@@ -77,8 +77,9 @@ int main(int argc, char** argv) {
               bool placed = false;
               for (size_t length = static_cast<size_t>(10 + (index * 37) % 600); length >= 1 && !placed;
                    length = length * 2 / 3) {
-                o.data = kind == 0 ? TextPayload(length, seed) : kind == 1 ? NumericPayload(length, seed)
-                                                                           : BytePayload(length, seed);
+                o.data = kind == 0   ? TextPayload(length, seed)
+                         : kind == 1 ? NumericPayload(length, seed)
+                                     : BytePayload(length, seed);
                 EncodedSymbol e;
                 std::string error;
                 if (!EncodeSymbol(o, &e, &error)) continue;

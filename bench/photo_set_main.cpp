@@ -25,7 +25,7 @@
 #include "pdf417/pdf417.h"
 
 #ifdef PDF417_BENCH_WITH_ZXING
-#include <ZXing/ReadBarcode.h>
+#  include <ZXing/ReadBarcode.h>
 #endif
 
 namespace {
@@ -120,8 +120,9 @@ int main(int argc, char** argv) {
     } else if (a == "--misses") {
       misses = true;
     } else {
-      std::fprintf(stderr, "usage: photo_set [--count N] [--first I] [--only NAME] [--otsu] [--misses] "
-                           "[--write DIR]\n");
+      std::fprintf(stderr,
+                   "usage: photo_set [--count N] [--first I] [--only NAME] [--otsu] [--misses] "
+                   "[--write DIR]\n");
       return 2;
     }
   }

@@ -14,14 +14,14 @@
 
 #include <pdf417/pdf417.h>
 
-static const char *const kDirections[4] = {"upright", "upside down", "rows bottom to top", "rows top to bottom"};
+static const char* const kDirections[4] = {"upright", "upside down", "rows bottom to top", "rows top to bottom"};
 
-int main(int argc, char **argv) {
+int main(int argc, char** argv) {
   if (argc != 2) {
     fprintf(stderr, "usage: %s page.bmp\n", argv[0]);
     return 2;
   }
-  FILE *f = fopen(argv[1], "rb");
+  FILE* f = fopen(argv[1], "rb");
   if (!f) {
     perror(argv[1]);
     return 2;
@@ -41,7 +41,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   PDF417_Block block = PDF417_BlockAlloc((size_t)(size - 14));
-  unsigned char *bytes = block ? (unsigned char *)PDF417_BlockLock(block) : NULL;
+  unsigned char* bytes = block ? (unsigned char*)PDF417_BlockLock(block) : NULL;
   if (!bytes || fread(bytes, 1, (size_t)(size - 14), f) != (size_t)(size - 14)) {
     fprintf(stderr, "%s: cannot read\n", argv[1]);
     fclose(f);
@@ -78,10 +78,8 @@ int main(int argc, char **argv) {
     decoded++;
     printf("   text (%d bytes): \"", (int)(length - 2));
     for (int32_t k = 0; k < length - 2; k++) {
-      if (text[k] >= 32 && text[k] < 127 && text[k] != '"' && text[k] != '\\')
-        putchar(text[k]);
-      else
-        printf("\\x%02x", text[k]);
+      if (text[k] >= 32 && text[k] < 127 && text[k] != '"' && text[k] != '\\') putchar(text[k]);
+      else printf("\\x%02x", text[k]);
     }
     printf("\"\n");
   }

@@ -34,7 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     const MacroFields& m = decoded.macro;
     for (const ByteSpan& f : {m.fileId, m.fileName, m.sender, m.addressee}) {
-      Require(!m.present || f.length < 0 || (f.offset >= decoded.dataLength && f.offset + f.length <= decoded.storeLength));
+      Require(!m.present || f.length < 0 ||
+              (f.offset >= decoded.dataLength && f.offset + f.length <= decoded.storeLength));
     }
   } else {
     Require(decoded.store == nullptr && decoded.ecis == nullptr);

@@ -53,10 +53,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int p = 0; p < file->pageCount; ++p) {
       try {
         CheckPage(LoadPage(file, p, context), file->bytes);
-      } catch (const std::exception&) {
-      }
+      } catch (const std::exception&) {}
     }
-  } catch (const std::exception&) {
-  }
+  } catch (const std::exception&) {}
   return 0;
 }

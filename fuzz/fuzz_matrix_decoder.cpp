@@ -58,8 +58,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t kind = in.U8();
   const int32_t rows = 1 + in.U8() % kMaxGridRows, columns = 1 + in.U8() % kMaxGridColumns;
   CellGrid grid{};
-  const bool built = (kind & kGridPatterns) ? GridFromPatterns(in, rows * columns, grid)
-                                            : GridFromWidths(in, rows * columns, grid);
+  const bool built =
+      (kind & kGridPatterns) ? GridFromPatterns(in, rows * columns, grid) : GridFromWidths(in, rows * columns, grid);
   Require(built && grid.count == rows * columns);
   Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   Require(ws != nullptr);

@@ -35,11 +35,14 @@ std::vector<uint8_t> ReadFile(const fs::path& path) {
 
 void Write(const fs::path& path, const std::vector<uint8_t>& bytes) {
   if (path.has_parent_path()) fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   ++gWritten;
 }
 
-void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& bytes) { to.insert(to.end(), bytes.begin(), bytes.end()); }
+void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& bytes) {
+  to.insert(to.end(), bytes.begin(), bytes.end());
+}
 
 testing::EncodedSymbol Encode(const testing::SymbolOptions& o) {
   testing::EncodedSymbol e;
@@ -78,13 +81,23 @@ void ReadDibSeeds() {
 // in each direction, module widths 1 to 3, clean and with noise, shear or a
 // light rectangle over the data.
 void SymbolPageSeeds() {
-  const testing::EncodedSymbol symbols[] = {Encode({testing::TextPayload(20, 40), 2, 2}), Encode({testing::NumericPayload(40, 41), 3, 3}),
-                                            Encode({testing::BytePayload(30, 42), 1, 3}), Encode({testing::TextPayload(60, 43), 4, 4})};
+  const testing::EncodedSymbol symbols[] = {
+      Encode({testing::TextPayload(20, 40), 2, 2}), Encode({testing::NumericPayload(40, 41), 3, 3}),
+      Encode({testing::BytePayload(30, 42), 1, 3}), Encode({testing::TextPayload(60, 43), 4, 4})};
   for (int i = 0; i < 16; ++i) {
     const testing::EncodedSymbol& e = symbols[i / 4];
-    std::vector<uint8_t> seed{static_cast<uint8_t>(i % 4 | (i % 2 ? 4 : 0)), static_cast<uint8_t>(i % 3), 2,
-                              static_cast<uint8_t>(i % 4 == 3 ? 5 : 0), 8, 0, 0, 0, 0, static_cast<uint8_t>(i % 4 == 1 ? 10 : 0),
-                              static_cast<uint8_t>(i), static_cast<uint8_t>(i % 4 == 2)};
+    std::vector<uint8_t> seed{static_cast<uint8_t>(i % 4 | (i % 2 ? 4 : 0)),
+                              static_cast<uint8_t>(i % 3),
+                              2,
+                              static_cast<uint8_t>(i % 4 == 3 ? 5 : 0),
+                              8,
+                              0,
+                              0,
+                              0,
+                              0,
+                              static_cast<uint8_t>(i % 4 == 1 ? 10 : 0),
+                              static_cast<uint8_t>(i),
+                              static_cast<uint8_t>(i % 4 == 2)};
     if (i % 4 == 2) Append(seed, {40, 30, 8, 20, 0});  // one light rectangle over the data
     seed.push_back(static_cast<uint8_t>(e.rows - 1));
     PutU16(seed, static_cast<uint32_t>(e.widthModules - 1));
@@ -102,9 +115,10 @@ void SymbolPageSeeds() {
 // fuzz_high_level: its data codewords; fuzz_correct_errors: its data
 // codewords with errors to undo, and its whole codeword sequence.
 void MatrixAndHighLevelSeeds() {
-  const testing::EncodedSymbol symbols[] = {Encode({"Hello, fuzzer", 2, 2}), Encode({testing::NumericPayload(60, 1), 3, 3}),
-                                            Encode({testing::BytePayload(40, 2), 4, 4}), Encode({testing::TextPayload(120, 3), 5, 6}),
-                                            Encode({"12345", 0, 1})};
+  const testing::EncodedSymbol symbols[] = {Encode({"Hello, fuzzer", 2, 2}),
+                                            Encode({testing::NumericPayload(60, 1), 3, 3}),
+                                            Encode({testing::BytePayload(40, 2), 4, 4}),
+                                            Encode({testing::TextPayload(120, 3), 5, 6}), Encode({"12345", 0, 1})};
   for (int i = 0; i < 5; ++i) {
     const testing::EncodedSymbol& e = symbols[i];
     const std::vector<std::string> patterns = testing::CodewordPatterns(e);
@@ -134,7 +148,8 @@ void MatrixAndHighLevelSeeds() {
     valid.push_back(static_cast<uint8_t>(e.ecLevel));
     PutU16(valid, static_cast<uint32_t>(codewords.size() - 1));
     valid.push_back(static_cast<uint8_t>(i + 1));
-    for (int k = 0; k <= i; ++k) PutU16(valid, static_cast<uint32_t>(7 * k)), PutU16(valid, static_cast<uint32_t>(100 + k));
+    for (int k = 0; k <= i; ++k)
+      PutU16(valid, static_cast<uint32_t>(7 * k)), PutU16(valid, static_cast<uint32_t>(100 + k));
     for (int32_t c : codewords) PutU16(highLevel, static_cast<uint32_t>(c)), PutU16(valid, static_cast<uint32_t>(c));
     PutU16(free, static_cast<uint32_t>(full.size()));
     Append(free, {static_cast<uint8_t>((1 << e.ecLevel) - 1), 1});  // m, taken as it is
@@ -154,12 +169,15 @@ void LoaderSeeds() {
   Write(dir / "grey8.bmp", testing::MakeBmp(page, {.bitCount = 8}));
   Write(dir / "core.bmp", testing::MakeBmp(page, {.headerSize = 12}));
   for (char kind : {'1', '2', '4', '5', '6'}) Write(dir / (std::string("page.p") + kind), testing::MakePnm(page, kind));
-  for (int channels : {1, 3, 4}) Write(dir / ("page" + std::to_string(channels) + ".jpg"), testing::MakeJpeg(page, channels, channels == 3));
+  for (int channels : {1, 3, 4})
+    Write(dir / ("page" + std::to_string(channels) + ".jpg"), testing::MakeJpeg(page, channels, channels == 3));
   for (int kind = 0; kind < 6; ++kind) {
-    if (testing::WritePng(file, page, static_cast<testing::PngKind>(kind))) Write(dir / ("page" + std::to_string(kind) + ".png"), ReadFile(file));
+    if (testing::WritePng(file, page, static_cast<testing::PngKind>(kind)))
+      Write(dir / ("page" + std::to_string(kind) + ".png"), ReadFile(file));
   }
   for (int kind = 0; kind < 5; ++kind) {
-    if (testing::WriteTiff(file, {page, page}, static_cast<testing::TiffKind>(kind))) Write(dir / ("page" + std::to_string(kind) + ".tif"), ReadFile(file));
+    if (testing::WriteTiff(file, {page, page}, static_cast<testing::TiffKind>(kind)))
+      Write(dir / ("page" + std::to_string(kind) + ".tif"), ReadFile(file));
   }
   fs::remove(file);
 }
@@ -171,7 +189,8 @@ int main(int argc, char** argv) {
   if (as == "read_dib" || as == "symbol_page") {
     const std::vector<uint8_t> input = ReadFile(argv[3]);
     std::vector<uint8_t> out{kDibRaw};
-    Append(out, as == "read_dib" ? DibFromFuzzInput(input.data(), input.size()) : SymbolPageDib(input.data(), input.size()));
+    Append(out,
+           as == "read_dib" ? DibFromFuzzInput(input.data(), input.size()) : SymbolPageDib(input.data(), input.size()));
     Write(argv[4], out);
     return 0;
   }

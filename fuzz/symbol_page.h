@@ -93,7 +93,8 @@ inline std::vector<uint8_t> SymbolPageDib(const uint8_t* data, size_t size) {
   for (int32_t r = 0; r < rectCount; ++r) {
     const Rect& d = rects[r];
     for (int32_t y = d.y * ph / 100; y < std::min(ph, (d.y + d.h) * ph / 100); ++y)
-      for (int32_t x = d.x * pw / 100; x < std::min(pw, (d.x + d.w) * pw / 100); ++x) page[static_cast<size_t>(y) * pw + x] = d.dark;
+      for (int32_t x = d.x * pw / 100; x < std::min(pw, (d.x + d.w) * pw / 100); ++x)
+        page[static_cast<size_t>(y) * pw + x] = d.dark;
   }
   for (uint8_t& p : page) {
     seed = seed * 1103515245u + 12345u;

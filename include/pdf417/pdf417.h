@@ -189,8 +189,7 @@ PDF417_API int32_t PDF417_GetNumBarcodes(PDF417_Handle handle);
  * candidate it is 2 (the text "?" and a zero byte). The length never exceeds
  * 2000, so a 2000-byte buffer always suffices. Bytes after the first zero byte
  * of the data read back as zero. Returns 0. */
-PDF417_API int32_t PDF417_GetSymbolText(PDF417_Handle handle, int32_t index, int32_t *length,
-                                        unsigned char *text);
+PDF417_API int32_t PDF417_GetSymbolText(PDF417_Handle handle, int32_t index, int32_t *length, unsigned char *text);
 
 /* Stores the four corners in page pixels (x to the right, y down, row 0 the
  * top row of the picture): (x0, y0) and (x1, y1) are the top and bottom ends
@@ -198,9 +197,8 @@ PDF417_API int32_t PDF417_GetSymbolText(PDF417_Handle handle, int32_t index, int
  * top and bottom as seen in the image the symbol was found in. For
  * directions 0 and 2 the first edge is the start pattern's outer edge.
  * Returns 0. */
-PDF417_API int32_t PDF417_GetCoordinates(PDF417_Handle handle, int32_t index, int32_t *x0,
-                                         int32_t *y0, int32_t *x1, int32_t *y1, int32_t *x2,
-                                         int32_t *y2, int32_t *x3, int32_t *y3);
+PDF417_API int32_t PDF417_GetCoordinates(PDF417_Handle handle, int32_t index, int32_t *x0, int32_t *y0, int32_t *x1,
+                                         int32_t *y1, int32_t *x2, int32_t *y2, int32_t *x3, int32_t *y3);
 
 /* The symbol's direction on the page:
  *   0  upright, reads left to right;
@@ -262,8 +260,7 @@ PDF417_API int32_t PDF417_GetEciCount(PDF417_Handle handle, int32_t index);
  * and so on) and *offset the position in the data bytes from which it
  * applies. Returns 0, or -1 writing nothing when k or index is out of
  * range. */
-PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t *designator,
-                                 int32_t *offset);
+PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t *designator, int32_t *offset);
 
 /* 1 when the symbol asks the reader to initialise itself (codeword 921;
  * such symbols carry configuration, not data for the host), else 0. */
@@ -272,13 +269,13 @@ PDF417_API int32_t PDF417_GetReaderInit(PDF417_Handle handle, int32_t index);
 /* The fixed fields of a Macro PDF417 control block: one part of a message
  * split across several symbols. */
 typedef struct PDF417_Macro {
-  uint32_t size;         /* set by the caller to sizeof(PDF417_Macro) */
-  int32_t segmentIndex;  /* 0..99999: this symbol's place in the message */
-  int32_t lastSegment;   /* 1 when this is the message's last symbol */
-  int64_t segmentCount;  /* symbols in the message, -1 when not given */
-  int64_t timeStamp;     /* seconds since 1970-01-01 UTC, -1 when not given */
-  int64_t fileSize;      /* bytes of the whole message, -1 when not given */
-  int64_t checksum;      /* CRC-16 of the whole message, -1 when not given */
+  uint32_t size;        /* set by the caller to sizeof(PDF417_Macro) */
+  int32_t segmentIndex; /* 0..99999: this symbol's place in the message */
+  int32_t lastSegment;  /* 1 when this is the message's last symbol */
+  int64_t segmentCount; /* symbols in the message, -1 when not given */
+  int64_t timeStamp;    /* seconds since 1970-01-01 UTC, -1 when not given */
+  int64_t fileSize;     /* bytes of the whole message, -1 when not given */
+  int64_t checksum;     /* CRC-16 of the whole message, -1 when not given */
 } PDF417_Macro;
 
 /* Fills *macro when the symbol carries a Macro PDF417 control block and
@@ -303,10 +300,10 @@ PDF417_API int32_t PDF417_GetMacroField(PDF417_Handle handle, int32_t index, int
 
 /* Where the reader sampled a result. */
 typedef struct PDF417_Geometry {
-  uint32_t size;       /* set by the caller to sizeof(PDF417_Geometry) */
-  int32_t rows;        /* rows of the grid the reader sampled; 0 when it found no outline */
-  int32_t columns;     /* codeword columns of that grid, the two row indicators included */
-  int32_t outline[8];  /* page pixels: the start side's top and bottom corner (x, y), then the
+  uint32_t size;      /* set by the caller to sizeof(PDF417_Geometry) */
+  int32_t rows;       /* rows of the grid the reader sampled; 0 when it found no outline */
+  int32_t columns;    /* codeword columns of that grid, the two row indicators included */
+  int32_t outline[8]; /* page pixels: the start side's top and bottom corner (x, y), then the
                           stop side's, as the symbol reads; the rows run from the first
                           point of each side to the second. The start side lies on the
                           start pattern's outer edge, the stop side on the left edge of the

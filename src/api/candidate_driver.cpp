@@ -43,7 +43,8 @@ SymbolReaderParams MakeParams(const CornerSet& corners, const SymbolCandidate& c
   // Corners far outside the region (from degenerate edge lines) are held at
   // the coordinate limit, so the reader's differences stay in 32 bits.
   const auto point = [&](int k) {
-    return Point{TruncToCoordinate(static_cast<int32_t>(c[2 * k])), TruncToCoordinate(static_cast<int32_t>(c[2 * k + 1]))};
+    return Point{TruncToCoordinate(static_cast<int32_t>(c[2 * k])),
+                 TruncToCoordinate(static_cast<int32_t>(c[2 * k + 1]))};
   };
   // Of each edge's two ends the one with the smaller y is the upper one; on
   // equal y the second listed end.

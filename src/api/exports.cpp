@@ -104,8 +104,7 @@ PDF417_API int32_t PDF417_GetEciCount(PDF417_Handle handle, int32_t index) {
   return r ? r->data.eciCount : 0;
 }
 
-PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t* designator,
-                                 int32_t* offset) {
+PDF417_API int32_t PDF417_GetEci(PDF417_Handle handle, int32_t index, int32_t k, int32_t* designator, int32_t* offset) {
   const pdf417::SymbolResult* r = Record(handle, index);
   if (r == nullptr || k < 0 || k >= r->data.eciCount) return -1;
   if (designator) *designator = r->data.ecis[k].designator;
@@ -120,7 +119,8 @@ PDF417_API int32_t PDF417_GetReaderInit(PDF417_Handle handle, int32_t index) {
 
 PDF417_API int32_t PDF417_GetMacro(PDF417_Handle handle, int32_t index, PDF417_Macro* macro) {
   const pdf417::SymbolResult* r = Record(handle, index);
-  if (r == nullptr || macro == nullptr || macro->size < offsetof(PDF417_Macro, lastSegment) + sizeof(int32_t)) return -1;
+  if (r == nullptr || macro == nullptr || macro->size < offsetof(PDF417_Macro, lastSegment) + sizeof(int32_t))
+    return -1;
   const pdf417::MacroFields& m = r->data.macro;
   if (!m.present) return 0;
   PDF417_Macro full{};

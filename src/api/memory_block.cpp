@@ -24,10 +24,10 @@ namespace {
 struct BlockSlot {
   unsigned char* bytes;  // nullptr while the slot is free
   size_t size;
-  uint32_t generation;   // part of the handle; changes when the block is freed
-  int32_t locks;         // the host's PDF417_BlockLock count
-  int32_t readers;       // reads that have the block open
-  uint32_t nextFree;     // free slots form a list (slot number + 1; 0 ends it)
+  uint32_t generation;  // part of the handle; changes when the block is freed
+  int32_t locks;        // the host's PDF417_BlockLock count
+  int32_t readers;      // reads that have the block open
+  uint32_t nextFree;    // free slots form a list (slot number + 1; 0 ends it)
 };
 
 struct BlockTable {
@@ -35,7 +35,7 @@ struct BlockTable {
   // runtime: C hosts link the static library without it.
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   BlockSlot* slots = nullptr;
-  uint32_t count = 0;     // slots handed out so far
+  uint32_t count = 0;  // slots handed out so far
   uint32_t capacity = 0;
   uint32_t firstFree = 0;  // slot number + 1; 0: none
 };

@@ -121,8 +121,7 @@ int32_t ReadFurtherCandidates(ReadContext& ctx, const BitImage& image, PassFrame
 // The search of small symbols: rows around the pattern hits that no decoded
 // symbol explains, scanned one by one (detect/band_search.h). Reports the
 // speck density of the image in *specks.
-int32_t SearchSmallSymbols(ReadContext& ctx, const BitImage& image, PassFrame frame, Covered& covered,
-                           double* specks) {
+int32_t SearchSmallSymbols(ReadContext& ctx, const BitImage& image, PassFrame frame, Covered& covered, double* specks) {
   SearchRows search{};
   if (FindSearchRows(ctx.detection, image, covered.candidates, covered.count, search) != 0) return -1;
   Owned<int32_t[]> rows(search.rows);
@@ -174,8 +173,7 @@ bool AlreadyReported(const ResultList& list, const SymbolResult& r) {
   for (int32_t i = 0; i < list.count; ++i) {
     const SymbolResult& o = list.records[i];
     if (Decoded(o) && o.data.dataLength == r.data.dataLength &&
-        std::memcmp(o.data.store, r.data.store, static_cast<size_t>(r.data.dataLength)) == 0 &&
-        CornersOverlap(o, r)) {
+        std::memcmp(o.data.store, r.data.store, static_cast<size_t>(r.data.dataLength)) == 0 && CornersOverlap(o, r)) {
       return true;
     }
   }

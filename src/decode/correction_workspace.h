@@ -16,7 +16,7 @@ inline constexpr int32_t kMaxLocatingSyndromes = 255;
 inline constexpr int32_t kCorrectionMatrixSize = kMaxCorrectableErrors + 1;
 
 struct CorrectionWorkspace {
-  int32_t syndromes[kMaxLocatingSyndromes + 1];                        // S_1..S_m at [1..m]
+  int32_t syndromes[kMaxLocatingSyndromes + 1];                          // S_1..S_m at [1..m]
   int32_t syndromeMatrix[kCorrectionMatrixSize][kCorrectionMatrixSize];  // H[i][j] = S_(i+j-1)
   int32_t workMatrix[kCorrectionMatrixSize][kCorrectionMatrixSize];      // probing copy, value matrix
   int32_t rightSide[kCorrectionMatrixSize];

@@ -9,10 +9,10 @@ namespace pdf417 {
 inline constexpr int32_t kDecimalPlaces = 45;
 
 // Error codes of the decimal operations.
-inline constexpr int32_t kDecimalOverflow = 1;    // more than 45 digits needed
-inline constexpr int32_t kDecimalNoDigits = 2;    // FromBase with k < 1
-inline constexpr int32_t kDecimalDivByZero = 3;   // DivideSmall by 0
-inline constexpr int32_t kDecimalBadBase = 4;     // FromBase with a base other than 256 or 900
+inline constexpr int32_t kDecimalOverflow = 1;       // more than 45 digits needed
+inline constexpr int32_t kDecimalNoDigits = 2;       // FromBase with k < 1
+inline constexpr int32_t kDecimalDivByZero = 3;      // DivideSmall by 0
+inline constexpr int32_t kDecimalBadBase = 4;        // FromBase with a base other than 256 or 900
 inline constexpr int32_t kDecimalTooManyDigits = 5;  // FromBase with k > 6 (256) or k > 15 (900)
 
 struct DecimalNumber {

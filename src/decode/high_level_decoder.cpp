@@ -106,8 +106,14 @@ int32_t DecodeTextValue(ParserState& s, int32_t x) {
     case ML: s.subMode = s.latchedSubMode = MIXED; break;
     case AL: s.subMode = s.latchedSubMode = UPPER; break;
     case PL: s.subMode = s.latchedSubMode = PUNCTUATION; break;
-    case PS: s.latchedSubMode = s.subMode; s.subMode = PUNCTUATION; break;
-    default: s.latchedSubMode = s.subMode; s.subMode = UPPER; break;  // AS
+    case PS:
+      s.latchedSubMode = s.subMode;
+      s.subMode = PUNCTUATION;
+      break;
+    default:
+      s.latchedSubMode = s.subMode;
+      s.subMode = UPPER;
+      break;  // AS
   }
   return 0;
 }
@@ -421,9 +427,7 @@ int32_t RunData(DataParse& p) {
         s.subMode = s.latchedSubMode;  // a pad before the designator, as before a byte shift
         status = ReadEci(p, &i);
         break;
-      case kMacroBlock:
-        p.data->dataLength = s.count;
-        return ReadMacroBlock(p, i);
+      case kMacroBlock: p.data->dataLength = s.count; return ReadMacroBlock(p, i);
       default: status = kErrorFormat; break;  // reserved, or 922/923 outside a Macro block
     }
     if (status != 0) return status;

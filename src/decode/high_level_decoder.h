@@ -26,11 +26,11 @@ inline constexpr int32_t kModeByte924 = 12;  // latched by 924
 inline constexpr int32_t kModeNumeric = 13;  // latched by 902
 
 // Error codes (besides the decimal ones, 1..5).
-inline constexpr int32_t kErrorByteGroup = 10;     // a 924 group of other than 5 codewords
-inline constexpr int32_t kErrorTextValue = 12;     // a text value outside 0..29
-inline constexpr int32_t kErrorBadLength = 13;     // unusable length descriptor
-inline constexpr int32_t kErrorFormat = 14;        // data codewords no encoder writes (data reading only)
-inline constexpr int32_t kErrorOutOfMemory = 20;   // buffer allocation failed
+inline constexpr int32_t kErrorByteGroup = 10;    // a 924 group of other than 5 codewords
+inline constexpr int32_t kErrorTextValue = 12;    // a text value outside 0..29
+inline constexpr int32_t kErrorBadLength = 13;    // unusable length descriptor
+inline constexpr int32_t kErrorFormat = 14;       // data codewords no encoder writes (data reading only)
+inline constexpr int32_t kErrorOutOfMemory = 20;  // buffer allocation failed
 
 // Size of the output buffer made for every decode. The largest output of a
 // symbol (902 followed by 926 numeric codewords, 2716 digits) plus its two
@@ -66,11 +66,11 @@ struct MacroFields {
   int32_t segmentIndex;  // 0..99999
   int32_t lastSegment;   // 1 when the block ends with the terminator 922
   int64_t segmentCount;
-  int64_t timeStamp;     // seconds since 1970-01-01 00:00 UTC, as encoded
+  int64_t timeStamp;  // seconds since 1970-01-01 00:00 UTC, as encoded
   int64_t fileSize;
   int64_t checksum;
-  ByteSpan fileId;       // every file ID codeword as three decimal digits
-  ByteSpan fileName;     // text compaction fields, as decoded
+  ByteSpan fileId;    // every file ID codeword as three decimal digits
+  ByteSpan fileName;  // text compaction fields, as decoded
   ByteSpan sender;
   ByteSpan addressee;
 };
@@ -78,10 +78,10 @@ struct MacroFields {
 // A symbol's data as encoded. store holds the data bytes at [0, dataLength)
 // and the Macro text fields after them. Owned; FreeDecodedData releases.
 struct DecodedData {
-  uint8_t* store;      // nullptr when there is no data (not decoded)
+  uint8_t* store;  // nullptr when there is no data (not decoded)
   int32_t dataLength;
   int32_t storeLength;
-  EciMark* ecis;       // eciCount marks, or nullptr
+  EciMark* ecis;  // eciCount marks, or nullptr
   int32_t eciCount;
   int32_t readerInit;  // 1 when the symbol asks for reader initialisation (921)
   MacroFields macro;

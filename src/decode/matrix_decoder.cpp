@@ -69,8 +69,8 @@ void ReverseRows(CellGrid& grid, int32_t rows, int32_t columns) {
 // cluster rotation 0, 3, 6, stores the data-column codewords in order, and
 // votes the error correction level from the row indicators: *eclPower = 2^e
 // for the level with most votes (the lower on ties), votes[e] the votes.
-void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCount, int32_t columns,
-                      int32_t* eclPower, int32_t* votes) {
+void ReadRowCodewords(const char* patterns, int32_t* codewords, int32_t cellCount, int32_t columns, int32_t* eclPower,
+                      int32_t* votes) {
   for (int32_t e = 0; e < 9; ++e) votes[e] = 0;
   int32_t cluster = 0;
   const SymbolCharacterTable* table = &ClusterTable(cluster);
@@ -174,8 +174,8 @@ int32_t CorrectWithAnyLevel(CorrectionWorkspace& ws, int32_t* codewords, int32_t
 // decoding of one reading, from each cell's first candidate. A try that
 // gets past correction decodes the classic text and, for a consistent
 // symbol, the data as encoded.
-int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns,
-                    MatrixDecoding& out, CorrectionStrength strength) {
+int32_t DecodeCells(CorrectionWorkspace& ws, const CellGrid& grid, int32_t rows, int32_t columns, MatrixDecoding& out,
+                    CorrectionStrength strength) {
   const int64_t n = static_cast<int64_t>(rows) * (columns - 2);
   if (n < 1) return kErrorBadLength;
   const int64_t cellCount = static_cast<int64_t>(rows) * columns;

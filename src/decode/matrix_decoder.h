@@ -28,12 +28,12 @@ int32_t LocatingSyndromes(int32_t eclPower, CorrectionStrength strength);
 
 // What decoding a grid gives.
 struct MatrixDecoding {
-  uint8_t* text;        // classic text: length - 2 bytes and two zero bytes (FreeBytes); nullptr: not decoded
+  uint8_t* text;  // classic text: length - 2 bytes and two zero bytes (FreeBytes); nullptr: not decoded
   int32_t textLength;
-  int32_t flipped;      // 1 when the rows were read in reverse order
-  int32_t eclValue;     // 2^e - 1 for the voted level e
-  int32_t mode;         // mode number at the end of the classic text
-  int32_t confidence;   // 100 when nothing was corrected, else the corrected share in percent
+  int32_t flipped;     // 1 when the rows were read in reverse order
+  int32_t eclValue;    // 2^e - 1 for the voted level e
+  int32_t mode;        // mode number at the end of the classic text
+  int32_t confidence;  // 100 when nothing was corrected, else the corrected share in percent
   // 1 when the corrected codewords form a symbol as an encoder makes it: its
   // length descriptor L and its 2^(e+1) correction codewords fill the data
   // region exactly (L + 2^(e+1) = rows x (columns - 2)) and all 2^(e+1)
@@ -41,7 +41,7 @@ struct MatrixDecoding {
   // codewords (a wrong level vote lets correction "repair" any sequence,
   // e.g. into all zeros and an empty text).
   int32_t consistent;
-  DecodedData data;     // the data as encoded; only for a consistent symbol whose data parses
+  DecodedData data;  // the data as encoded; only for a consistent symbol whose data parses
 };
 
 // Releases what a decoding owns and empties it.

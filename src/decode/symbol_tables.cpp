@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#  include <emmintrin.h>
 #endif
 
 namespace pdf417 {

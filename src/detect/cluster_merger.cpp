@@ -173,8 +173,9 @@ int32_t JoinColumnFragments(DetectionWorkspace& ws, int32_t L, int32_t M, int32_
       joined.maxY = std::max(joined.maxY, part.maxY);
     }
     // Members in row order, as merging leaves them.
-    std::sort(joined.members, joined.members + joined.count,
-              [](const PatternHit* a, const PatternHit* b) { return a->y < b->y || (a->y == b->y && a->xStart < b->xStart); });
+    std::sort(joined.members, joined.members + joined.count, [](const PatternHit* a, const PatternHit* b) {
+      return a->y < b->y || (a->y == b->y && a->xStart < b->xStart);
+    });
     FitClusterEdge(ws, joined, EdgeFit::kFromFirstHit);
     ++n;
   }

@@ -67,7 +67,7 @@ struct ScanRow {
   int32_t y;           // the row
   int32_t widthCount;  // run widths of the row, left in the workspace's width list by the scan
   int32_t count;
-  PatternHit* hits;    // count hits; none when count is 0
+  PatternHit* hits;  // count hits; none when count is 0
 };
 
 // The scanned rows that have hits, in row order: a page's blank rows take
@@ -106,12 +106,12 @@ struct PairTable {
 };
 
 struct DetectionWorkspace {
-  const BitImage* image;            // the image being searched
-  int32_t runs[kRunCapacity];       // run list of a row, or step positions of a segment
-  int32_t fitX[kRunCapacity];       // fit abscissae (hit rows); x of a segment's changes
-  int32_t fitY[kRunCapacity];       // fit ordinates (edge x); y of a segment's changes
-  int32_t widths[kRunCapacity];     // run widths of a row; group numbers while merging
-  PatternHit hits[kHitCapacity];    // hits of the row being scanned
+  const BitImage* image;                      // the image being searched
+  int32_t runs[kRunCapacity];                 // run list of a row, or step positions of a segment
+  int32_t fitX[kRunCapacity];                 // fit abscissae (hit rows); x of a segment's changes
+  int32_t fitY[kRunCapacity];                 // fit ordinates (edge x); y of a segment's changes
+  int32_t widths[kRunCapacity];               // run widths of a row; group numbers while merging
+  PatternHit hits[kHitCapacity];              // hits of the row being scanned
   PatternCluster clusters[kClusterCapacity];  // linked 0..L-1, merged L..L+M-1
 };
 

@@ -75,8 +75,8 @@ int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, 
     EdgePair& pair = table.entries[i];
     if (!pair.valid) continue;
     const bool firstIsReference = pair.first->kind == START_FORWARD;
-    const PairMeasures m = firstIsReference ? MeasurePair(*pair.first, *pair.second)
-                                            : MeasurePair(*pair.second, *pair.first);
+    const PairMeasures m =
+        firstIsReference ? MeasurePair(*pair.first, *pair.second) : MeasurePair(*pair.second, *pair.first);
     pair.patternWidth = m.patternWidth;
     pair.widthInPatterns = m.widthInPatterns;
     list.candidates[next++] = MakeCandidate(pair);
@@ -86,8 +86,8 @@ int32_t LinkAndPair(DetectionWorkspace& ws, ScanRowList& rows, int32_t rowStep, 
 
 // Links, clusters and pairs the hits of rows (scanned rows rowStep apart at
 // most) into list, and releases everything but the list.
-int32_t DetectOnRows(DetectionWorkspace& ws, const BitImage& image, ScanRowList& rows, int32_t rowStep,
-                     int32_t minHits, EdgeFit fit, CandidateList& list) {
+int32_t DetectOnRows(DetectionWorkspace& ws, const BitImage& image, ScanRowList& rows, int32_t rowStep, int32_t minHits,
+                     EdgeFit fit, CandidateList& list) {
   ws.image = &image;
   int32_t linked = 0, merged = 0;
   PairTable table{};
@@ -114,8 +114,7 @@ int32_t DetectSymbols(DetectionWorkspace& ws, const BitImage& image, CandidateLi
   return DetectOnRows(ws, image, rows, kRowStep, kMinHits, EdgeFit::kPageRows, list);
 }
 
-int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_t* ys, int32_t n,
-                     CandidateList& list) {
+int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_t* ys, int32_t n, CandidateList& list) {
   list.count = 0;
   list.candidates = nullptr;
   ws.image = &image;

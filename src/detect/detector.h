@@ -34,8 +34,7 @@ int32_t DetectSymbols(DetectionWorkspace& ws, const BitImage& image, CandidateLi
 // ys[0..n-1] (ascending, inside the image), every row scanned and rows one
 // apart linked: the search of small symbols among chosen rows. Overwrites
 // list. Returns 0 or -1 as DetectSymbols does.
-int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_t* ys, int32_t n,
-                     CandidateList& list);
+int32_t DetectInRows(DetectionWorkspace& ws, const BitImage& image, const int32_t* ys, int32_t n, CandidateList& list);
 
 // Releases the candidate array and sets count to 0. nullptr is accepted.
 void FreeCandidateList(CandidateList* list);

@@ -39,8 +39,8 @@ bool PatternPresentOnRow(DetectionWorkspace& ws, const PatternCluster& c, int32_
   const int32_t qy = left ? y + d : y - d;
   // Dark (a 0 bit) is assumed before the first pixel, so a probe that starts
   // on the pattern's outer bar does not count its first pixel as a change.
-  const int32_t n = SampleLine(image.pixels, image.stride, px, y, qx, qy, ws.runs, ws.fitX, ws.fitY,
-                               kRunCapacity, image.height, image.width, 0);
+  const int32_t n = SampleLine(image.pixels, image.stride, px, y, qx, qy, ws.runs, ws.fitX, ws.fitY, kRunCapacity,
+                               image.height, image.width, 0);
   return n >= 12;
 }
 

@@ -13,10 +13,8 @@ Point TopEnd(const PatternCluster& c) { return Point{c.topX, c.topY}; }
 Point BottomEnd(const PatternCluster& c) { return Point{c.bottomX, c.bottomY}; }
 
 bool KindsPair(int32_t first, int32_t second) {
-  return (first == START_FORWARD && second == STOP_FORWARD) ||
-         (first == START_REVERSED && second == STOP_REVERSED) ||
-         (first == STOP_FORWARD && second == START_FORWARD) ||
-         (first == STOP_REVERSED && second == START_REVERSED);
+  return (first == START_FORWARD && second == STOP_FORWARD) || (first == START_REVERSED && second == STOP_REVERSED) ||
+         (first == STOP_FORWARD && second == START_FORWARD) || (first == STOP_REVERSED && second == START_REVERSED);
 }
 
 bool SquareTo(Point mi, Point mj, const PatternCluster& c) {
@@ -27,9 +25,7 @@ bool SquareTo(Point mi, Point mj, const PatternCluster& c) {
 }  // namespace
 
 // Edge midpoint with halves rounded down (arithmetic shift).
-Point EdgeMidpoint(const PatternCluster& c) {
-  return Point{(c.topX + c.bottomX) >> 1, (c.topY + c.bottomY) >> 1};
-}
+Point EdgeMidpoint(const PatternCluster& c) { return Point{(c.topX + c.bottomX) >> 1, (c.topY + c.bottomY) >> 1}; }
 
 bool EdgesFaceEachOther(const PatternCluster& ci, const PatternCluster& cj) {
   const Point mi = EdgeMidpoint(ci), mj = EdgeMidpoint(cj);
@@ -68,10 +64,9 @@ bool PairBlocked(const DetectionWorkspace& ws, int32_t lo, int32_t hi, int32_t i
   return false;
 }
 
-bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj,
-                  int32_t lo, int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly) {
-  return KindsPair(ci.kind, cj.kind) && !PairBlocked(ws, lo, hi, i, j, fullBlockersOnly) &&
-         EdgesFaceEachOther(ci, cj);
+bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj, int32_t lo,
+                  int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly) {
+  return KindsPair(ci.kind, cj.kind) && !PairBlocked(ws, lo, hi, i, j, fullBlockersOnly) && EdgesFaceEachOther(ci, cj);
 }
 
 void FreePairTable(PairTable& table) {

@@ -38,8 +38,8 @@ bool PairBlocked(const DetectionWorkspace& ws, int32_t lo, int32_t hi, int32_t i
 
 // The pairing test for merged clusters ci (slot i) and cj (slot j): kinds
 // that belong together, not blocked, facing each other.
-bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj,
-                  int32_t lo, int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly = false);
+bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const PatternCluster& cj, int32_t lo,
+                  int32_t hi, int32_t i, int32_t j, bool fullBlockersOnly = false);
 
 // Fills table for merged clusters L..L+M-1: entry i holds merged cluster i's
 // lowest-numbered partner, if any; only clusters of rules.minHits or more

@@ -26,9 +26,7 @@ bool HitsContinue(const PatternHit& a, const PatternHit& b, Continuation test) {
 
 int32_t LinkHits(ScanRowList& rows, int32_t rowStep, Continuation test) {
   int32_t next = 0;
-  const auto newLabel = [&next]() {
-    return next < kClusterCapacity ? next++ : static_cast<int32_t>(kDroppedLabel);
-  };
+  const auto newLabel = [&next]() { return next < kClusterCapacity ? next++ : static_cast<int32_t>(kDroppedLabel); };
   for (int32_t r = 0; r < rows.count; ++r) {
     ScanRow& row = rows.rows[r];
     for (int32_t h = 0; h < row.count; ++h) {

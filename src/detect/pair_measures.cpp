@@ -19,11 +19,12 @@ PairMeasures MeasurePair(const PatternCluster& reference, const PatternCluster& 
   const int64_t count = reference.count > 0 ? reference.count : 1;
   const int64_t average = (2 * sum + count) / (2 * count);
   // Measured across the edge line x = a + b * y rather than along the row.
-  out.patternWidth = static_cast<int32_t>(static_cast<double>(average) * std::fabs(std::cos(std::atan(reference.b))) + 0.5);
+  out.patternWidth =
+      static_cast<int32_t>(static_cast<double>(average) * std::fabs(std::cos(std::atan(reference.b))) + 0.5);
 
   const Point mr = EdgeMidpoint(reference), mo = EdgeMidpoint(other);
-  const Point pa = LineIntersection(mr, mo, Point{reference.topX, reference.topY},
-                                    Point{reference.bottomX, reference.bottomY});
+  const Point pa =
+      LineIntersection(mr, mo, Point{reference.topX, reference.topY}, Point{reference.bottomX, reference.bottomY});
   const Point pb = LineIntersection(mr, mo, Point{other.topX, other.topY}, Point{other.bottomX, other.bottomY});
   // Squares summed in 64 bits: the same as 32 bits for every distance an
   // image can hold, without overflow for far-off intersections.

@@ -103,8 +103,10 @@ int32_t ClassifyWindowTolerant(const int32_t* widths, int32_t wanted) {
   }
   // Tolerances this wide let a start window pass for both directions only
   // when it is no start pattern at all; so can a stop window.
-  if ((kind & (START_FORWARD | START_REVERSED)) == (START_FORWARD | START_REVERSED)) kind &= ~(START_FORWARD | START_REVERSED);
-  if ((kind & (STOP_FORWARD | STOP_REVERSED)) == (STOP_FORWARD | STOP_REVERSED)) kind &= ~(STOP_FORWARD | STOP_REVERSED);
+  if ((kind & (START_FORWARD | START_REVERSED)) == (START_FORWARD | START_REVERSED))
+    kind &= ~(START_FORWARD | START_REVERSED);
+  if ((kind & (STOP_FORWARD | STOP_REVERSED)) == (STOP_FORWARD | STOP_REVERSED))
+    kind &= ~(STOP_FORWARD | STOP_REVERSED);
   // A start and a stop pattern read the same window only where the widths
   // say little; take the start pattern, whose outer bar is the wider.
   if (kind & (START_FORWARD | START_REVERSED)) kind &= START_FORWARD | START_REVERSED;
@@ -222,7 +224,8 @@ int32_t ScanRows(DetectionWorkspace& ws, int32_t step, ScanRowList& rows) {
     }
     if (row.count == 0) continue;
     if (rows.count == rows.capacity) {
-      const int32_t grown = rows.capacity == 0 ? 64 : static_cast<int32_t>(std::min<int64_t>(2 * int64_t{rows.capacity}, count));
+      const int32_t grown =
+          rows.capacity == 0 ? 64 : static_cast<int32_t>(std::min<int64_t>(2 * int64_t{rows.capacity}, count));
       ScanRow* larger = ResizeArray(rows.rows, static_cast<size_t>(rows.capacity), static_cast<size_t>(grown));
       if (larger == nullptr) {
         FreeBytes(row.hits);

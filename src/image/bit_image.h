@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 
-
 namespace pdf417 {
 
 struct BitImage {
@@ -28,8 +27,8 @@ struct DibRows {
   const uint8_t* rows;  // the stored rows, bottom row first, stride bytes each
   int32_t width;
   int32_t height;
-  int32_t stride;       // ((width + 31) / 32) * 4
-  bool complement;      // palette entry 0 is light: a dark pixel is a 1 bit in the DIB
+  int32_t stride;   // ((width + 31) / 32) * 4
+  bool complement;  // palette entry 0 is light: a dark pixel is a 1 bit in the DIB
 };
 
 // Checks a packed 1-bit DIB of `length` bytes (layout in pdf417.h) and finds

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#  include <emmintrin.h>
 #endif
 
 #include "image/transforms.h"
@@ -25,7 +25,7 @@ struct TurnSource {
   ptrdiff_t step;         // bytes from one row to the row above it
   int32_t width;
   int32_t height;
-  bool complement;        // a dark pixel is a 1 bit
+  bool complement;  // a dark pixel is a 1 bit
 };
 
 // Row k from the bottom: row H - 1 - k of the page image.
@@ -74,20 +74,24 @@ void TurnTile(const TurnSource& dib, int32_t g, int32_t k, uint8_t* turned, int3
       out[2 * i + 1] = high(in[i], in[i + 8]);
     }
   };
-  round(a, b, [](__m128i x, __m128i y) { return _mm_unpacklo_epi8(x, y); },
-        [](__m128i x, __m128i y) { return _mm_unpackhi_epi8(x, y); });
-  round(b, a, [](__m128i x, __m128i y) { return _mm_unpacklo_epi16(x, y); },
-        [](__m128i x, __m128i y) { return _mm_unpackhi_epi16(x, y); });
-  round(a, b, [](__m128i x, __m128i y) { return _mm_unpacklo_epi32(x, y); },
-        [](__m128i x, __m128i y) { return _mm_unpackhi_epi32(x, y); });
-  round(b, a, [](__m128i x, __m128i y) { return _mm_unpacklo_epi64(x, y); },
-        [](__m128i x, __m128i y) { return _mm_unpackhi_epi64(x, y); });
+  round(
+      a, b, [](__m128i x, __m128i y) { return _mm_unpacklo_epi8(x, y); },
+      [](__m128i x, __m128i y) { return _mm_unpackhi_epi8(x, y); });
+  round(
+      b, a, [](__m128i x, __m128i y) { return _mm_unpacklo_epi16(x, y); },
+      [](__m128i x, __m128i y) { return _mm_unpackhi_epi16(x, y); });
+  round(
+      a, b, [](__m128i x, __m128i y) { return _mm_unpacklo_epi32(x, y); },
+      [](__m128i x, __m128i y) { return _mm_unpackhi_epi32(x, y); });
+  round(
+      b, a, [](__m128i x, __m128i y) { return _mm_unpacklo_epi64(x, y); },
+      [](__m128i x, __m128i y) { return _mm_unpackhi_epi64(x, y); });
   const size_t rowBytes = static_cast<size_t>(newStride);
   for (int32_t c = 0; c < 16; ++c) {
     __m128i v = a[c];
     uint8_t* out = turned + static_cast<size_t>(k + c) * 8 * rowBytes + static_cast<size_t>(g);
     for (int32_t i = 0; i < 8; ++i) {
-      const uint16_t bits = static_cast<uint16_t>(_mm_movemask_epi8(v));  // pixel i of the sixteen rows
+      const uint16_t bits = static_cast<uint16_t>(_mm_movemask_epi8(v));         // pixel i of the sixteen rows
       std::memcpy(out + static_cast<size_t>(i) * rowBytes, &bits, sizeof bits);  // little-endian: group g first
       v = _mm_slli_epi64(v, 1);  // the next pixel into every byte's top bit
     }
@@ -123,7 +127,7 @@ BitImage* Turn(const TurnSource& dib) {
   // blocks do everything else.
   int32_t pairedGroups = 0, tiledColumns = 0;
 #if defined(__SSE2__)
-  pairedGroups = (H / 8) & ~1;  // groups whose eight rows all lie inside the image, in pairs
+  pairedGroups = (H / 8) & ~1;   // groups whose eight rows all lie inside the image, in pairs
   tiledColumns = (W / 8) & ~15;  // byte columns whose eight new rows all lie inside the image
   for (int32_t g = 0; g < pairedGroups; g += 2) {
     for (int32_t k = 0; k < tiledColumns; k += 16) TurnTile(dib, g, k, turned, static_cast<int32_t>(newStride));

@@ -34,8 +34,8 @@ inline uint8_t ReverseBits(uint8_t v) {
 
 }  // namespace
 
-int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2,
-                   int32_t y2, int32_t margin, bool fill) {
+int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
+                   int32_t margin, bool fill) {
   const int32_t m = std::max(margin, 0);
   int32_t minX = std::min(x1, x2), maxX = std::max(x1, x2);
   int32_t minY = std::min(y1, y2), maxY = std::max(y1, y2);

@@ -25,8 +25,8 @@ BitImage* TurnedBitImage(const BitImage& image);
 // leaving *result untouched when the box starts after the last column or row
 // (minX >= width or minY >= height), ends before column or row 0 (maxX < 0 or
 // maxY < 0), or memory runs out.
-int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2,
-                   int32_t y2, int32_t margin, bool fill);
+int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
+                   int32_t margin, bool fill);
 
 // Turns the image half a turn in place. Returns 0, or -1 when memory runs
 // out (the image is then unchanged).

@@ -29,8 +29,8 @@ int32_t NextCluster(int32_t cluster) { return (cluster + 3) % 9; }
 // start and stop edges; `module` the module size the outline gives.
 // Writes the patterns of the first k codewords it reads into cells (8 digits
 // each; the others stay zero) and returns how many it read.
-int32_t ReadLineByRuns(const BitImage& image, Point from, Point to, int32_t k, double module,
-                       SamplingWorkspace& ws, char* cells) {
+int32_t ReadLineByRuns(const BitImage& image, Point from, Point to, int32_t k, double module, SamplingWorkspace& ws,
+                       char* cells) {
   const int32_t n = SampleLine(image.pixels, image.stride, from.x, from.y, to.x, to.y, ws.positions, ws.xs, ws.ys,
                                kScanLineCapacity, image.height, image.width, 0);
   // Runs q = 1 .. n - 5 (q = 1 the first dark one) end at the end marker.
@@ -112,9 +112,8 @@ int32_t RowsFromLineClusters(const int32_t* clusters, int32_t lines, int32_t* ro
   return rows;
 }
 
-int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2,
-                                 const Point* corners, const EdgeSelection& selection, SamplingWorkspace& ws,
-                                 CellGrid& grid, int32_t* rows) {
+int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2, const Point* corners,
+                                 const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid, int32_t* rows) {
   grid = CellGrid{};
   *rows = 0;
   const int32_t k = selection.used - 9;
@@ -167,8 +166,10 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     // are cut at the column boundaries.
     char* lineCells = &patterns[cellAt(t, 0) * kPatternLength];
     const double f = (t + 0.5) / lines;
-    const double lx = corners[0].x + (corners[1].x - corners[0].x) * f, ly = corners[0].y + (corners[1].y - corners[0].y) * f;
-    const double rx = corners[2].x + (corners[3].x - corners[2].x) * f, ry = corners[2].y + (corners[3].y - corners[2].y) * f;
+    const double lx = corners[0].x + (corners[1].x - corners[0].x) * f,
+                 ly = corners[0].y + (corners[1].y - corners[0].y) * f;
+    const double rx = corners[2].x + (corners[3].x - corners[2].x) * f,
+                 ry = corners[2].y + (corners[3].y - corners[2].y) * f;
     const double span = std::max(std::hypot(rx - lx, ry - ly), 1.0);
     const double module = span / (17.0 * (k + 2) + 1);
     const double ux = (rx - lx) / span, uy = (ry - ly) / span;
@@ -177,7 +178,6 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
     const Point to{static_cast<int32_t>(std::lround(rx + ux * 3 * module)),
                    static_cast<int32_t>(std::lround(ry + uy * 3 * module))};
     const int32_t byRuns = ReadLineByRuns(image, from, to, k, module, ws, lineCells);
-
 
     for (int32_t c = byRuns; c < k && boundariesUsable; ++c) {
       const size_t index = cellAt(t, c);
@@ -221,8 +221,7 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
       // cell.candidateCount holds the best pattern's votes so far.
       int32_t votes = 0;
       for (int32_t u = firstLine[r]; u <= lastLine[r]; ++u) {
-        votes += rowOf[u] == r &&
-                 std::memcmp(&patterns[cellAt(u, c) * kPatternLength], pattern, kPatternLength) == 0;
+        votes += rowOf[u] == r && std::memcmp(&patterns[cellAt(u, c) * kPatternLength], pattern, kPatternLength) == 0;
       }
       if (votes > cell.candidateCount) {
         cell.candidateCount = votes;

@@ -39,8 +39,7 @@ int32_t RowsFromLineClusters(const int32_t* clusters, int32_t lines, int32_t* ro
 // its row's cluster that most of the row's lines read there, without
 // candidates where none did. *rows receives the row count. Returns 0, or -1
 // when k < 1, no row is found or storage runs out (grid empty).
-int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2,
-                                 const Point* corners, const EdgeSelection& selection, SamplingWorkspace& ws,
-                                 CellGrid& grid, int32_t* rows);
+int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Point p0, Point p2, const Point* corners,
+                                 const EdgeSelection& selection, SamplingWorkspace& ws, CellGrid& grid, int32_t* rows);
 
 }  // namespace pdf417

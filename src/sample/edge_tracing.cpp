@@ -56,8 +56,8 @@ BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws) {
   return marks;
 }
 
-bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32_t y, int32_t tries,
-                       int32_t* foundX, int32_t* back) {
+bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32_t y, int32_t tries, int32_t* foundX,
+                       int32_t* back) {
   for (int32_t i = 0; i <= tries; ++i) {
     if (IsSet(barStarts, x + i * step, y)) {
       *foundX = x + i * step;
@@ -138,7 +138,8 @@ int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int
     for (;;) {
       x = nextX;
       y = y + 1;
-      if (edge.pointCount == edge.pointCapacity && edge.pointCapacity < rowsLeft) stored = stored && GrowPoints(edge, rowsLeft);
+      if (edge.pointCount == edge.pointCapacity && edge.pointCapacity < rowsLeft)
+        stored = stored && GrowPoints(edge, rowsLeft);
       if (edge.pointCount < edge.pointCapacity) edge.points[edge.pointCount++] = Point{x, y};
       const double q = Projection(frame, x, y);
       if (std::fabs(q - mean) >= frame.tolerance) break;  // stored, neither counted nor cleared
@@ -187,7 +188,9 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
       if (n > capacity) {
         // Doubling keeps the copying linear in the number of edges.
         const int64_t larger = 2 * int64_t{capacity};
-        EdgeTrace* grown = larger > INT32_MAX ? nullptr : ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(larger));
+        EdgeTrace* grown = larger > INT32_MAX
+                               ? nullptr
+                               : ResizeArray(store, static_cast<size_t>(capacity), static_cast<size_t>(larger));
         if (grown == nullptr) {
           FreeEdgeStore(store, n - 1);
           return kNoEdges;
@@ -241,8 +244,7 @@ int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit) {
   return 0;
 }
 
-int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference,
-                    EdgeSelection& selection) {
+int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference, EdgeSelection& selection) {
   selection = EdgeSelection{};
   const int32_t n = std::max(count, 0);
   Owned<EdgeTrace[]> copyOwner = MakeOwnedArray<EdgeTrace>(static_cast<size_t>(n));
@@ -267,8 +269,7 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
     chosen[i].distance = PointLineDistance(chosen[i].upperEnd, chosen[i].lowerEnd, reference);
   }
   const int32_t ordered = static_cast<int32_t>(std::clamp<int64_t>(used, 0, kept));
-  SortRecords(chosen, chosen + ordered,
-            [](const EdgeTrace& a, const EdgeTrace& b) { return a.distance < b.distance; });
+  SortRecords(chosen, chosen + ordered, [](const EdgeTrace& a, const EdgeTrace& b) { return a.distance < b.distance; });
   selection.kept = kept;
   selection.used = static_cast<int32_t>(std::clamp<int64_t>(used, INT32_MIN, INT32_MAX));
   selection.edges = chosen;

@@ -29,9 +29,9 @@ struct EdgeTrace {
 // The selected edges: the first `used` records (when kept >= used) run from
 // the start side to the stop side of the symbol.
 struct EdgeSelection {
-  int32_t kept;       // records in `edges`
-  int32_t used;       // k + 9
-  EdgeTrace* edges;   // owned
+  int32_t kept;      // records in `edges`
+  int32_t used;      // k + 9
+  EdgeTrace* edges;  // owned
 };
 
 // Status of tracing and keeping edges when storage runs out or no edge is
@@ -72,8 +72,8 @@ int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int
 // d = frame.stepDirection: forward at x, x + d, ..., x + tries * d (back
 // becomes 0), then backward at x - d, ..., x - tries * d (back increases by
 // one). Positions outside the image count as clear.
-bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32_t y, int32_t tries,
-                       int32_t* foundX, int32_t* back);
+bool FindNextEdgePixel(const BitImage& barStarts, int32_t step, int32_t x, int32_t y, int32_t tries, int32_t* foundX,
+                       int32_t* back);
 
 // Robust line fit over the edge's stored points. Returns 0, or -1 when the
 // two value arrays cannot be obtained.
@@ -87,8 +87,7 @@ int32_t DropShortEdges(EdgeTrace** edges, int32_t* count, int32_t limit);
 // Keeps the 2k + 9 longest edges (fewer when there are fewer) and orders the
 // first k + 9 of them by their distance from `reference`. Returns 0, or -1
 // when storage runs out (the selection is then empty).
-int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference,
-                    EdgeSelection& selection);
+int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point reference, EdgeSelection& selection);
 
 // The second reading's selection, used only after the one by length decoded
 // nothing: among the edges at least half as long as the longest, the

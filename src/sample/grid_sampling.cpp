@@ -30,8 +30,7 @@ int32_t IntersectWithFittedLine(int32_t xa, int32_t ya, int32_t xb, int32_t yb, 
   return status;
 }
 
-void RowSamplePoints(Point a, Point b, int32_t rows, const RowSimilarityProfile& profile, Point* points,
-                     bool centred) {
+void RowSamplePoints(Point a, Point b, int32_t rows, const RowSimilarityProfile& profile, Point* points, bool centred) {
   const int32_t d = RoundedDistance(a, b);
   const int32_t dx = b.x - a.x, dy = b.y - a.y;
   const int32_t L = profile.values != nullptr ? profile.length : 0;
@@ -203,8 +202,7 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
   // cells then carry no candidate and decoding deals with them.
   LabelWidthHistogram(bars.get(), H);
   LabelWidthHistogram(spaces.get(), H);
-  return BuildCellGrid(matrix.get(), static_cast<int32_t>(cellCount), bars.get(), spaces.get(), H, grid) == 0 ? 0
-                                                                                                              : -1;
+  return BuildCellGrid(matrix.get(), static_cast<int32_t>(cellCount), bars.get(), spaces.get(), H, grid) == 0 ? 0 : -1;
 }
 
 }  // namespace pdf417

@@ -338,13 +338,13 @@ void ClassifyCellByTotal(CodewordCell& cell) {
       seen = std::memcmp(options[i].digits, cell.candidates[c], kPatternLength) == 0;
     }
     if (seen) continue;
-    if (IsSymbolCharacter(options[i].digits)) std::memcpy(cell.candidates[cell.candidateCount++], options[i].digits, kPatternLength);
+    if (IsSymbolCharacter(options[i].digits))
+      std::memcpy(cell.candidates[cell.candidateCount++], options[i].digits, kPatternLength);
   }
 }
 
 int32_t BuildCellGridByTotal(const int32_t* widths, int32_t count, CellGrid& grid) {
   return BuildCells(widths, count, grid, ClassifyCellByTotal);
 }
-
 
 }  // namespace pdf417

@@ -21,8 +21,8 @@ int32_t LabelWidthHistogram(int32_t* h, int32_t H);
 // entries each. A width < 0 or >= H is classified with the label of the
 // nearest width inside 0..H-1. Returns 0, or -1 when the cell array cannot be
 // allocated (grid then count 0, no array).
-int32_t BuildCellGrid(const int32_t* widths, int32_t count, const int32_t* barLabels,
-                      const int32_t* spaceLabels, int32_t H, CellGrid& grid);
+int32_t BuildCellGrid(const int32_t* widths, int32_t count, const int32_t* barLabels, const int32_t* spaceLabels,
+                      int32_t H, CellGrid& grid);
 
 // Fills candidateCount, moduleDigits and candidates of cell from its
 // elementWidths and the two label arrays of H entries each (widths outside

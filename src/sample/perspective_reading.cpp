@@ -362,8 +362,8 @@ BoundaryShift MeasureBoundary(const BitImage& image, const GridMap& grid, double
     const int32_t half = 2 * r < grid.rows ? 0 : 1;
     int32_t starts[kSamples + 2];
     bool dark[kSamples + 2];
-    const int32_t runs = SampleRuns(image, grid.At(module - 1.5, r + 0.5), grid.At(module + 1.5, r + 0.5), kSamples,
-                                    starts, dark);
+    const int32_t runs =
+        SampleRuns(image, grid.At(module - 1.5, r + 0.5), grid.At(module + 1.5, r + 0.5), kSamples, starts, dark);
     const int32_t k = BarNearest(starts, dark, runs, kReach, kReach);
     if (k >= 0 && found[half] < kMaxRowsInHalf) {
       shifts[half][found[half]++] = (starts[k] - kReach) / static_cast<double>(kStepsPerModule);
@@ -429,8 +429,12 @@ bool DecodeGrid(const BitImage& image, const Outline& o, int32_t rows, int32_t d
     const auto round = [](PointF p) {
       return Point{static_cast<int32_t>(std::lround(p.x)), static_cast<int32_t>(std::lround(p.y))};
     };
-    reading.geometry = ReadingGeometry{round(at(0, 0)), round(at(0, rows)), round(at(stop + kStopModules, 0)),
-                                       round(at(stop + kStopModules, rows)), rows, columns};
+    reading.geometry = ReadingGeometry{round(at(0, 0)),
+                                       round(at(0, rows)),
+                                       round(at(stop + kStopModules, 0)),
+                                       round(at(stop + kStopModules, rows)),
+                                       rows,
+                                       columns};
   }
   for (CellGrid& g : grids) FreeCellGrid(g);
   return consistent;

@@ -58,8 +58,7 @@ int32_t EdgePoints(Point a, Point b, Point** points, int32_t* count) {
   return 0;
 }
 
-int32_t ScanLineSimilarity(Point a0, Point b0, Point a1, Point b1, const BitImage& image,
-                           SamplingWorkspace& ws) {
+int32_t ScanLineSimilarity(Point a0, Point b0, Point a1, Point b1, const BitImage& image, SamplingWorkspace& ws) {
   const int32_t nA = PairWidths(a0, b0, image, ws, ws.pairWidthsA);
   const int32_t nB = PairWidths(a1, b1, image, ws, ws.pairWidthsB);
   if (nA < 1 || nB < 1) return 0;
@@ -100,8 +99,8 @@ int32_t SmoothedHistogramPeak(const int32_t* h, int32_t m, int32_t w) {
   return result;
 }
 
-int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int32_t* minima,
-                             int32_t minimaCapacity, int32_t* rows) {
+int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int32_t* minima, int32_t minimaCapacity,
+                             int32_t* rows) {
   *rows = 0;
   // More counters than the profile can need: the peak p (at least 2, at most
   // the largest gap, which is below n) has its neighbours h[p + 1] and
@@ -157,8 +156,8 @@ void ReleaseRowSimilarityProfile(SamplingWorkspace& ws) {
   ws.profile = RowSimilarityProfile{};
 }
 
-int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Point upperRight,
-                         const BitImage& image, SamplingWorkspace& ws, int32_t* rows) {
+int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Point upperRight, const BitImage& image,
+                         SamplingWorkspace& ws, int32_t* rows) {
   *rows = 0;
   ReleaseRowSimilarityProfile(ws);
   Point* leftRaw = nullptr;

@@ -27,8 +27,7 @@ int32_t EdgePoints(Point a, Point b, Point** points, int32_t* count);
 // Per-mille agreement of the scan lines a0->b0 and a1->b1, compared as
 // sequences of neighbouring run-pair widths; 0 when either line has fewer
 // than two colour changes.
-int32_t ScanLineSimilarity(Point a0, Point b0, Point a1, Point b1, const BitImage& image,
-                           SamplingWorkspace& ws);
+int32_t ScanLineSimilarity(Point a0, Point b0, Point a1, Point b1, const BitImage& image, SamplingWorkspace& ws);
 
 // Whether profile entry i is a minimum or lies on a flat bottom whose both
 // borders rise.
@@ -43,14 +42,14 @@ int32_t SmoothedHistogramPeak(const int32_t* h, int32_t m, int32_t w);
 // The minima are listed in minima[0..minimaCapacity-1]; minima past that
 // capacity are not listed (a profile that long has more than capacity rows
 // anyway). Returns 0, or -1 when storage runs out (*rows 0).
-int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int32_t* minima,
-                             int32_t minimaCapacity, int32_t* rows);
+int32_t CountRowsFromProfile(const int32_t* s, int32_t n, int32_t threshold, int32_t* minima, int32_t minimaCapacity,
+                             int32_t* rows);
 
 // Estimates the rows of the symbol with the given corners and leaves the
 // similarity profile in ws.profile (released first if one was left there).
 // Returns 0, or -1 when storage runs out (*rows 0, no profile).
-int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Point upperRight,
-                         const BitImage& image, SamplingWorkspace& ws, int32_t* rows);
+int32_t EstimateRowCount(Point lowerLeft, Point lowerRight, Point upperLeft, Point upperRight, const BitImage& image,
+                         SamplingWorkspace& ws, int32_t* rows);
 
 // Releases the profile and sets it to none.
 void ReleaseRowSimilarityProfile(SamplingWorkspace& ws);

@@ -16,8 +16,8 @@ namespace pdf417 {
 // position along the symbol's rows, in pixels. Edge tracing keeps every edge
 // within `tolerance` of a constant projection.
 struct ReaderFrame {
-  Point origin;           // the upper end of the start-side edge
-  double sinTheta;        // direction of the symbol's top edge
+  Point origin;     // the upper end of the start-side edge
+  double sinTheta;  // direction of the symbol's top edge
   double cosTheta;
   double tolerance;       // patternWidth / 18
   int32_t stepDirection;  // -1, 0 or +1: the tracing step, copied from the process-wide value

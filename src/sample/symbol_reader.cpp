@@ -145,9 +145,9 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, co
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
-bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first,
-                    int32_t k, const SymbolReaderParams& params, SamplingWorkspace& ws,
-                    CorrectionWorkspace& correction, SymbolReading& result) {
+bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first, int32_t k,
+                    const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
+                    SymbolReading& result) {
   const int32_t patternWidth = params.patternWidth;
   int32_t indicated = 0;
   if (first != nullptr && (ReadByCodewordTotal(image, *first, ws, correction, result, &indicated) ||
@@ -214,8 +214,8 @@ void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, con
   if (barStarts && TraceEdges(*barStarts, ws.frame, &again, &againCount) == 0 &&
       DropShortEdges(&again, &againCount, 3) == 0) {
     EdgeSelection selection{};
-    const bool selected = SelectEdges(again, againCount, k, params.lowerLeft, selection) == 0 &&
-                          selection.used >= 1 && selection.kept >= selection.used;
+    const bool selected = SelectEdges(again, againCount, k, params.lowerLeft, selection) == 0 && selection.used >= 1 &&
+                          selection.kept >= selection.used;
     ReadEdgesAgain(image, again, againCount, selected ? &selection : nullptr, k, params, ws, correction, result);
     FreeEdgeSelection(selection);
   }

@@ -23,9 +23,9 @@ struct SymbolReaderParams {
   Point upperRight;  // upper end of the stop-pattern edge
   Point lowerRight;  // lower end of that edge
   int32_t patternWidth;
-  double angle;           // degrees, 0 to below 360; chooses the tracing step
-  const BitImage* image;  // the region, owned by the caller
-  int32_t columnEstimate; // widthInPatterns + 1
+  double angle;            // degrees, 0 to below 360; chooses the tracing step
+  const BitImage* image;   // the region, owned by the caller
+  int32_t columnEstimate;  // widthInPatterns + 1
 };
 
 // Where the reader sampled a symbol, in region coordinates: the four
@@ -48,7 +48,7 @@ struct SymbolReading {
 
 // Status of a read that stopped before decoding.
 inline constexpr int32_t kReadNoEdges = kNoEdges;  // storage ran out or no usable outline was traced
-inline constexpr int32_t kReadNoRows = -1;   // no row was found
+inline constexpr int32_t kReadNoRows = -1;         // no row was found
 
 // Reads the region into out (emptied first; its decoding is released by the
 // caller with FreeMatrixDecoding). Returns 0 when it got as far as sampling

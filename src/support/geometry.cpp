@@ -8,8 +8,7 @@ namespace pdf417 {
 
 int32_t DirectionDegrees(Point p, Point q) {
   // 180 / 3.14159: the factor the detector's angle thresholds were set with.
-  const double degrees = std::atan2(static_cast<double>(p.y) - q.y, static_cast<double>(q.x) - p.x) *
-                         57.29582790879778;
+  const double degrees = std::atan2(static_cast<double>(p.y) - q.y, static_cast<double>(q.x) - p.x) * 57.29582790879778;
   int32_t a = TruncToInt32(degrees);
   if (a < 0) a += 360;
   return a;
@@ -48,10 +47,14 @@ double PointLineDistance(Point a, Point b, Point p) {
   // any points, and exact for every distance an image holds.
   const int64_t dx = int64_t{b.x} - a.x, dy = int64_t{b.y} - a.y;
   const int64_t px = int64_t{p.x} - a.x, py = int64_t{p.y} - a.y;
-  const double cross = static_cast<double>(px) * static_cast<double>(dy) - static_cast<double>(py) * static_cast<double>(dx);
-  const double squares = static_cast<double>(dx) * static_cast<double>(dx) + static_cast<double>(dy) * static_cast<double>(dy);
+  const double cross =
+      static_cast<double>(px) * static_cast<double>(dy) - static_cast<double>(py) * static_cast<double>(dx);
+  const double squares =
+      static_cast<double>(dx) * static_cast<double>(dx) + static_cast<double>(dy) * static_cast<double>(dy);
   // Two equal points make no line: the distance is then the one to a.
-  if (squares == 0.0) return std::sqrt(static_cast<double>(px) * static_cast<double>(px) + static_cast<double>(py) * static_cast<double>(py));
+  if (squares == 0.0)
+    return std::sqrt(static_cast<double>(px) * static_cast<double>(px) +
+                     static_cast<double>(py) * static_cast<double>(py));
   return std::fabs(cross) / std::sqrt(squares);
 }
 
@@ -60,8 +63,7 @@ bool SegmentsCross(Point p0, Point p1, Point p2, Point p3) {
   if (!(PointLineDistance(p0, p1, x) < 2.0)) return false;
   if (!(PointLineDistance(p2, p3, x) < 2.0)) return false;
   const auto within = [](int32_t v, int32_t from, int32_t to) { return from <= v && v <= to; };
-  return within(x.x, p0.x, p1.x) && within(x.y, p0.y, p1.y) && within(x.x, p2.x, p3.x) &&
-         within(x.y, p2.y, p3.y);
+  return within(x.x, p0.x, p1.x) && within(x.y, p0.y, p1.y) && within(x.x, p2.x, p3.x) && within(x.y, p2.y, p3.y);
 }
 
 }  // namespace pdf417

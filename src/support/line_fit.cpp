@@ -13,10 +13,10 @@ struct FitState {
   const int32_t* x;
   const int32_t* y;
   int32_t n;
-  float* work;          // n + 1 floats, element 0 unused
-  float intercept;      // median residual of the latest balance evaluation
-  float slope;          // slope of the latest balance evaluation
-  bool exactBalance;    // sum |x_j| < 2^24: every partial balance is an exact float
+  float* work;        // n + 1 floats, element 0 unused
+  float intercept;    // median residual of the latest balance evaluation
+  float slope;        // slope of the latest balance evaluation
+  bool exactBalance;  // sum |x_j| < 2^24: every partial balance is an exact float
 };
 
 // The k-th smallest of v[1..n] (1-based k), rearranging v: repeated
@@ -41,8 +41,10 @@ float SelectKth(int32_t k, int32_t n, float* v) {
     int32_t i = lo + 1, j = hi;
     const float pivot = v[lo + 1];
     for (;;) {
-      do ++i; while (v[i] < pivot);
-      do --j; while (v[j] > pivot);
+      do ++i;
+      while (v[i] < pivot);
+      do --j;
+      while (v[j] > pivot);
       if (j < i) break;
       swap(i, j);
     }
@@ -169,8 +171,7 @@ void SetAllAbscissaeEqual(float sx, float fn, float* intercept, float* slope, fl
 
 }  // namespace
 
-int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope,
-                      float* deviation) {
+int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope, float* deviation) {
   if (n < 1) {
     *intercept = *slope = *deviation = 0.0f;
     return -1;

@@ -19,7 +19,6 @@ namespace pdf417 {
 // the abscissae's spread by more than 1 % the start line is found in double
 // precision, and a search that runs to overflowing slopes ends on the start
 // line with deviation 1e8 and result -1.
-int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope,
-                      float* deviation);
+int32_t FitRobustLine(const int32_t* x, const int32_t* y, int32_t n, float* intercept, float* slope, float* deviation);
 
 }  // namespace pdf417

@@ -85,8 +85,8 @@ int32_t FindDifferingPixel(const uint8_t* row, int32_t from, int32_t to, int32_t
 // where it stops (outside the image, after the last point, or at a change
 // that leaves no room for the end markers). Returns the step index reached;
 // w is left at the stopping point.
-int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t* positions, int32_t* xs,
-                     int32_t* ys, int32_t capacity, int32_t height, int32_t width, int32_t c, int32_t* count) {
+int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t* positions, int32_t* xs, int32_t* ys,
+                     int32_t capacity, int32_t height, int32_t width, int32_t c, int32_t* count) {
   const int64_t twoMinor = 2 * int64_t{w.minor};
   const int64_t twoMajor = 2 * int64_t{w.major};
   int32_t i = 0;
@@ -142,8 +142,8 @@ int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t
 }  // namespace
 
 int32_t SampleLine(const uint8_t* pixels, int32_t stride, int32_t x0, int32_t y0, int32_t x1, int32_t y1,
-                   int32_t* positions, int32_t* xs, int32_t* ys, int32_t capacity, int32_t height,
-                   int32_t width, int32_t colour) {
+                   int32_t* positions, int32_t* xs, int32_t* ys, int32_t capacity, int32_t height, int32_t width,
+                   int32_t colour) {
   positions[0] = 0;
   if (xs == nullptr) return -1;
   xs[0] = x0;

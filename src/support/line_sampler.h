@@ -37,7 +37,7 @@ void StepLineWalk(LineWalk& walk);
 // not leave room for the four markers, the walk stops at that step as if it
 // had left the image there, so nothing is written past capacity.
 int32_t SampleLine(const uint8_t* pixels, int32_t stride, int32_t x0, int32_t y0, int32_t x1, int32_t y1,
-                   int32_t* positions, int32_t* xs, int32_t* ys, int32_t capacity, int32_t height,
-                   int32_t width, int32_t colour);
+                   int32_t* positions, int32_t* xs, int32_t* ys, int32_t capacity, int32_t height, int32_t width,
+                   int32_t colour);
 
 }  // namespace pdf417

@@ -22,14 +22,16 @@ struct ApiResult {
   int32_t corners[8] = {};
   int32_t direction = 0, ecl = 0, mode = 0, confidence = 0;
   bool hasData = false;
-  std::string data;  // PDF417_GetData
+  std::string data;                               // PDF417_GetData
   std::vector<std::pair<int32_t, int32_t>> ecis;  // designator, offset
   int32_t readerInit = 0;
   int32_t rows = 0, columns = 0, outline[8] = {};  // PDF417_GetGeometry
 
   bool decoded() const { return !(length == 2 && text[0] == '?' && text[1] == 0); }
   // The classic text's data bytes, without the two closing zero bytes.
-  std::string classic() const { return std::string(text.begin(), text.end() - std::min<long>(2, static_cast<long>(text.size()))); }
+  std::string classic() const {
+    return std::string(text.begin(), text.end() - std::min<long>(2, static_cast<long>(text.size())));
+  }
   bool operator==(const ApiResult&) const = default;
 };
 

@@ -28,8 +28,9 @@ using pdf417::test::AsReported;
 enum class Payload { Text, Numeric, Bytes };
 
 std::string MakePayload(Payload kind, size_t length, uint32_t seed) {
-  return kind == Payload::Text ? TextPayload(length, seed) : kind == Payload::Numeric ? NumericPayload(length, seed)
-                                                                                       : BytePayload(length, seed);
+  return kind == Payload::Text      ? TextPayload(length, seed)
+         : kind == Payload::Numeric ? NumericPayload(length, seed)
+                                    : BytePayload(length, seed);
 }
 
 struct Case {
@@ -48,9 +49,10 @@ struct Case {
 };
 
 std::ostream& operator<<(std::ostream& os, const Case& c) {
-  return os << "dir " << c.direction << " mw " << c.moduleWidth << " ec " << c.ecLevel << " cols " << c.columns << " payload "
-            << static_cast<int>(c.payload) << " len " << c.length << " skew " << c.skew << " rowh " << c.rowHeight
-            << " pol " << c.colour0Dark << " ink " << c.ink << " noise " << c.noise << " blot " << c.blot;
+  return os << "dir " << c.direction << " mw " << c.moduleWidth << " ec " << c.ecLevel << " cols " << c.columns
+            << " payload " << static_cast<int>(c.payload) << " len " << c.length << " skew " << c.skew << " rowh "
+            << c.rowHeight << " pol " << c.colour0Dark << " ink " << c.ink << " noise " << c.noise << " blot "
+            << c.blot;
 }
 
 // Grows (ink spread) or shrinks (thinning) every dark area by one pixel in
@@ -131,14 +133,15 @@ bool CornersMatch(const ApiResult& r, const SymbolTruth& t, double tol) {
   const std::vector<ApiResult> results = Read(page, c.colour0Dark);
   const auto outlineOnSymbol = [&](const ApiResult& r) {
     for (int k = 0; k < 4; ++k) {
-      if (std::hypot(r.outline[2 * k] - t.corners[k].x, r.outline[2 * k + 1] - t.corners[k].y) > 18 * c.moduleWidth + 3) return false;
+      if (std::hypot(r.outline[2 * k] - t.corners[k].x, r.outline[2 * k + 1] - t.corners[k].y) > 18 * c.moduleWidth + 3)
+        return false;
     }
     return true;
   };
   int exact = 0;
   for (const ApiResult& r : results) {
     if (!r.hasData && !r.decoded()) continue;
-    const char* wrong = !r.hasData || r.data != t.data                                    ? "data"
+    const char* wrong = !r.hasData || r.data != t.data                                     ? "data"
                         : c.payload != Payload::Bytes && r.classic() != AsReported(t.data) ? "classic text"
                         : r.direction != c.direction                                       ? "direction"
                         : r.ecl != (1 << t.ecLevel) - 1                                    ? "error correction value"
@@ -147,7 +150,8 @@ bool CornersMatch(const ApiResult& r, const SymbolTruth& t, double tol) {
                         : r.rows != t.rows || r.columns != t.dataColumns + 2               ? "grid"
                         : !outlineOnSymbol(r)                                              ? "outline"
                                                                                            : nullptr;
-    if (wrong) return ::testing::AssertionFailure() << "wrong " << wrong << " in a result of '" << r.data.substr(0, 40) << "'";
+    if (wrong)
+      return ::testing::AssertionFailure() << "wrong " << wrong << " in a result of '" << r.data.substr(0, 40) << "'";
     ++exact;
   }
   if (exact != 1) return ::testing::AssertionFailure() << exact << " of " << results.size() << " results decoded";
@@ -177,7 +181,8 @@ std::vector<Case> Cases() {
       }
   for (int direction = 0; direction < 4; ++direction) {
     for (double skew : {-3.0, -1.5, 1.0, 3.0}) {
-      cases.push_back({direction, 3.0 + (i % 3), i % 6 + 1, 2 + i % 5, i % 2 ? Payload::Text : Payload::Numeric, 60, skew});
+      cases.push_back(
+          {direction, 3.0 + (i % 3), i % 6 + 1, 2 + i % 5, i % 2 ? Payload::Text : Payload::Numeric, 60, skew});
       ++i;
     }
     // Every bar two pixels wider (or narrower) and every space two narrower
@@ -222,21 +227,28 @@ TEST(ReadPage, EverySymbolOfAFullPageOnce) {
     int direction;
     Payload payload;
     double mw;
-  } placed[] = {{700, 600, 0, Payload::Text, 3}, {1800, 700, 1, Payload::Numeric, 4}, {600, 1900, 2, Payload::Bytes, 3},
-                {1800, 2000, 3, Payload::Text, 2.5}, {1200, 3000, 0, Payload::Numeric, 2}};
+  } placed[] = {{700, 600, 0, Payload::Text, 3},
+                {1800, 700, 1, Payload::Numeric, 4},
+                {600, 1900, 2, Payload::Bytes, 3},
+                {1800, 2000, 3, Payload::Text, 2.5},
+                {1200, 3000, 0, Payload::Numeric, 2}};
   for (const auto& p : placed) {
     ASSERT_TRUE(PlaceSymbol(a4, {MakePayload(p.payload, 80, 40 + p.direction), 3, 5, p.mw}, p.x, p.y, p.direction));
   }
   for (int k = 0; k < 121; ++k) {
-    ASSERT_TRUE(PlaceSymbol(sheet, {std::to_string(1000 + k), 0, 1, 2.0, 6}, 110 + k % 11 * 200, 57.5 + k / 11 * 95, 0));
+    ASSERT_TRUE(
+        PlaceSymbol(sheet, {std::to_string(1000 + k), 0, 1, 2.0, 6}, 110 + k % 11 * 200, 57.5 + k / 11 * 95, 0));
   }
   for (const Page* page : {&a4, &sheet}) {
     const std::vector<ApiResult> results = Read(*page);
     for (const SymbolTruth& t : page->symbols) {
-      EXPECT_EQ(std::count_if(results.begin(), results.end(), [&](const ApiResult& r) {
-                  return r.hasData && r.data == t.data && r.direction == t.direction &&
-                         (page == &sheet || CornersMatch(r, t, 3 + 1.5 * t.moduleWidth));
-                }), 1) << t.data;
+      EXPECT_EQ(std::count_if(results.begin(), results.end(),
+                              [&](const ApiResult& r) {
+                                return r.hasData && r.data == t.data && r.direction == t.direction &&
+                                       (page == &sheet || CornersMatch(r, t, 3 + 1.5 * t.moduleWidth));
+                              }),
+                1)
+          << t.data;
     }
     std::string why;
     EXPECT_TRUE(pdf417::test::OnlyPayloads(results, *page, &why)) << why;
@@ -293,11 +305,14 @@ TEST(ReadGrey, RefusesWhatCannotBeReadSafely) {
     EXPECT_EQ(PDF417_GetNumBarcodes(handle), found);
     EXPECT_EQ(r.kind == kFourBits  ? PDF417_ReadDib(handle, fourBits.data(), fourBits.size())
               : r.kind == kNoBlock ? PDF417_Read(handle, nullptr)
-                                   : PDF417_ReadGrey(handle, r.pixels, r.width, r.height, r.stride), 0) << r.name;
+                                   : PDF417_ReadGrey(handle, r.pixels, r.width, r.height, r.stride),
+              0)
+        << r.name;
     EXPECT_EQ(PDF417_GetNumBarcodes(handle), 0) << r.name;
   }
   int32_t v = 5;
-  EXPECT_TRUE(PDF417_GetSymbolText(handle, 0, &v, nullptr) == 0 && v == 5 && PDF417_GetData(handle, 0, nullptr, 0) == -1);
+  EXPECT_TRUE(PDF417_GetSymbolText(handle, 0, &v, nullptr) == 0 && v == 5 &&
+              PDF417_GetData(handle, 0, nullptr, 0) == -1);
   PDF417_Done(handle);
   PDF417_Done(nullptr);
   EXPECT_EQ(PDF417_ReadGrey(nullptr, grey.data(), w, h, w), -1);
@@ -311,7 +326,9 @@ TEST(ReadGrey, CleanGreyPageReadsAsItsOneBitForm) {
   const ApiRead bits = pdf417::test::ReadDibBytes(ToDib(p));
   ASSERT_EQ(bits.results.size(), 3u);
   for (const SymbolTruth& t : p.symbols) {
-    EXPECT_EQ(std::count_if(bits.results.begin(), bits.results.end(), [&](const ApiResult& r) { return r.data == t.data; }), 1);
+    EXPECT_EQ(
+        std::count_if(bits.results.begin(), bits.results.end(), [&](const ApiResult& r) { return r.data == t.data; }),
+        1);
   }
   const std::vector<uint8_t> grey = GreyOf(p, p.width + 3);
   const ApiRead read = ReadGrey(grey.data(), p.width, p.height, p.width + 3);

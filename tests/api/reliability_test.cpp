@@ -41,7 +41,8 @@ bool LongTests() { return std::getenv("PDF417_LONG_TESTS") != nullptr; }
 // its two zero bytes (a pass pairs at most 1,500 merged clusters), and,
 // unless payloads is null, every result is undecoded or exactly one of the
 // payloads on the page.
-void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const Page* payloads, const std::string& context) {
+void ExpectOnlyCorrectOrFailed(const std::vector<ApiResult>& results, const Page* payloads,
+                               const std::string& context) {
   EXPECT_LE(results.size(), 3000u) << context;
   for (const ApiResult& r : results) {
     EXPECT_TRUE(r.direction >= 0 && r.direction <= 3) << context;
@@ -127,7 +128,8 @@ TEST(AllocationFailure, UndecodablePageStillReportsItsCandidateAndFailedInitGive
 // A 1-bit DIB header with the given fields, followed by `pixelBytes` bytes.
 std::vector<uint8_t> RawDib(int32_t width, int32_t height, uint16_t bitCount, size_t pixelBytes, uint8_t fill = 0xFF) {
   std::vector<uint8_t> dib = MakePackedDib(1, 1).bytes;
-  for (int i = 0; i < 4; ++i) dib[4 + i] = static_cast<uint8_t>(width >> (8 * i)), dib[8 + i] = static_cast<uint8_t>(height >> (8 * i));
+  for (int i = 0; i < 4; ++i)
+    dib[4 + i] = static_cast<uint8_t>(width >> (8 * i)), dib[8 + i] = static_cast<uint8_t>(height >> (8 * i));
   dib[14] = static_cast<uint8_t>(bitCount), dib[15] = static_cast<uint8_t>(bitCount >> 8);
   dib.resize(48);
   dib.resize(48 + pixelBytes, fill);
@@ -168,7 +170,8 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
   const Page symbol = test::OneSymbolPage();
   std::vector<uint8_t> padded = ToDib(symbol);
   for (int y = 0; y < symbol.height; ++y)  // 420 pixels a row: 4 bits of the 53rd byte and 3 bytes of padding
-    for (size_t x = 420; x < Stride(420) * 8; ++x) padded[48 + y * Stride(420) + x / 8] &= static_cast<uint8_t>(~(0x80 >> x % 8));
+    for (size_t x = 420; x < Stride(420) * 8; ++x)
+      padded[48 + y * Stride(420) + x / 8] &= static_cast<uint8_t>(~(0x80 >> x % 8));
   // The largest symbol: 928 codewords (29 data columns x 32 rows) at the
   // highest correction level (512 correction codewords), the longest byte
   // payload the encoder accepts.
@@ -180,7 +183,9 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
   ASSERT_TRUE(PlaceSymbol(largest, o, largest.width / 2.0, largest.height / 2.0, 0));
 
   const auto bytes = [](std::vector<uint8_t> b) { return [b] { return b; }; };
-  const auto packed = [](PackedDib (*make)(int64_t, int64_t), int64_t w, int64_t h) { return [=] { return make(w, h).bytes; }; };
+  const auto packed = [](PackedDib (*make)(int64_t, int64_t), int64_t w, int64_t h) {
+    return [=] { return make(w, h).bytes; };
+  };
   const auto noise = [](int64_t w, int64_t h) { return NoisePage(w, h, static_cast<uint32_t>(w + h)); };
   const auto allDark = [](int w, int h) { return [=] { return RawDib(w, h, 1, Stride(w) * h, 0x00); }; };
   std::vector<HostileCase> cases = {
@@ -191,7 +196,8 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
       {"width INT32_MIN", bytes(RawDib(INT32_MIN, 1, 1, 64)), true},
       {"width and height INT32_MAX", bytes(RawDib(INT32_MAX, INT32_MAX, 1, 64)), true},
       {"stride x height wraps 32 bits", bytes(RawDib(65536 * 32, 65536, 1, 64)), true},
-      {"just over 1 GiB of rows", bytes(RawDib(40000, static_cast<int32_t>((1 << 30) / Stride(40000) + 1), 1, 64)), true},
+      {"just over 1 GiB of rows", bytes(RawDib(40000, static_cast<int32_t>((1 << 30) / Stride(40000) + 1), 1, 64)),
+       true},
       {"24-bit", bytes(RawDib(64, 64, 24, Stride(64 * 24) * 64)), true},
       {"bit count 257 (low byte 1)", bytes(RawDib(64, 64, 257, Stride(64) * 64)), true},
       {"header size 124 (V5)", bytes(WithHeaderSize(ToDib(symbol), 124, 124)), false, &symbol},
@@ -217,16 +223,18 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
       {"2000 x 2000, 250,000 specks", [] { return SpecksPage(2000, 2000, 250000, 7).bytes; }, false},
   };
   if (LongTests()) {
-    cases.insert(cases.end(), {
-        {"10000 x 10000 noise", packed(noise, 10000, 10000), false},
-        {"10000 x 10000 stripes, 8-pixel modules", [] { return StripesPage(10000, 10000, 8, 5, 9).bytes; }, false},
-        {"10000 x 10000 all dark", allDark(10000, 10000), false},
-        {"20000 x 20000 fake columns", [] { return FakeColumnsPage(20000, 20000, 2, 0).bytes; }, false},
-        {"20000 x 20000, a million specks", [] { return SpecksPage(20000, 20000, 1000000, 8).bytes; }, false},
-        {"1 GiB wide (2,147,483,616 x 4)", packed(MakePackedDib, 2147483616, 4), true},
-        {"1 GiB tall (32 x 2^28)", packed(MakePackedDib, 32, 1 << 28), true},
-        {"1 GiB square (92,672^2)", packed(MakePackedDib, 92672, 92672), false},
-    });
+    cases.insert(
+        cases.end(),
+        {
+            {"10000 x 10000 noise", packed(noise, 10000, 10000), false},
+            {"10000 x 10000 stripes, 8-pixel modules", [] { return StripesPage(10000, 10000, 8, 5, 9).bytes; }, false},
+            {"10000 x 10000 all dark", allDark(10000, 10000), false},
+            {"20000 x 20000 fake columns", [] { return FakeColumnsPage(20000, 20000, 2, 0).bytes; }, false},
+            {"20000 x 20000, a million specks", [] { return SpecksPage(20000, 20000, 1000000, 8).bytes; }, false},
+            {"1 GiB wide (2,147,483,616 x 4)", packed(MakePackedDib, 2147483616, 4), true},
+            {"1 GiB tall (32 x 2^28)", packed(MakePackedDib, 32, 1 << 28), true},
+            {"1 GiB square (92,672^2)", packed(MakePackedDib, 92672, 92672), false},
+        });
   }
   for (const HostileCase& c : cases) {
     std::vector<uint8_t> dib = c.make();
@@ -243,7 +251,8 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
       if (c.hand == Hand::kStaleBlock) {
         PDF417_BlockFree(block);
         for (int i = 0; i < 32; ++i) others.push_back(test::BlockOf(dib));
-        EXPECT_TRUE(PDF417_BlockLock(block) == nullptr && PDF417_BlockSize(block) == 0 && PDF417_BlockUnlock(block) == 0);
+        EXPECT_TRUE(PDF417_BlockLock(block) == nullptr && PDF417_BlockSize(block) == 0 &&
+                    PDF417_BlockUnlock(block) == 0);
       }
       read = test::ReadWith([&](PDF417_Handle h) { return PDF417_Read(h, block); });
       if (c.hand == Hand::kBlock) PDF417_BlockFree(block);
@@ -254,7 +263,8 @@ TEST(HostileBitmap, EveryBitmapEndsAsPromised) {
     const Page none;
     ExpectOnlyCorrectOrFailed(read.results, c.symbols ? c.symbols : &none, c.name);
     for (const SymbolTruth& t : c.symbols ? c.symbols->symbols : none.symbols) {
-      EXPECT_TRUE(std::any_of(read.results.begin(), read.results.end(), [&](const ApiResult& r) { return r.data == t.data; }))
+      EXPECT_TRUE(
+          std::any_of(read.results.begin(), read.results.end(), [&](const ApiResult& r) { return r.data == t.data; }))
           << c.name << ": payload not read";
     }
   }
@@ -285,9 +295,9 @@ TEST(HostileBitmap, FuzzerRegressions) {
 std::vector<std::vector<uint8_t>> Pages() {
   Page upsideDown = MakePage(500, 300);
   PlaceSymbol(upsideDown, {NumericPayload(50, 3), 3, 3, 3.0}, 250, 150, 1);
-  return {ToDib(test::OneSymbolPage()), ToDib(test::ThreeSymbolsMixedPage(), false),
-          ToDib(test::UndecodableSymbolPage()), ToDib(upsideDown), NoisePage(400, 400, 4).bytes,
-          ToDib(MakePage(300, 200))};
+  return {ToDib(test::OneSymbolPage()),         ToDib(test::ThreeSymbolsMixedPage(), false),
+          ToDib(test::UndecodableSymbolPage()), ToDib(upsideDown),
+          NoisePage(400, 400, 4).bytes,         ToDib(MakePage(300, 200))};
 }
 
 // The tracing step is the one value a read leaves for the next (used when a
@@ -307,7 +317,8 @@ TEST(Concurrency, ParallelReadsGiveTheSerialResults) {
     for (const int32_t start : {0, -1, 1}) {
       step.store(start);
       const ApiRead read = ReadDibBytes(dib);
-      EXPECT_TRUE(start == 0 || read.results == serial.back().results) << "page " << serial.size() - 1 << " after a step of " << start;
+      EXPECT_TRUE(start == 0 || read.results == serial.back().results)
+          << "page " << serial.size() - 1 << " after a step of " << start;
       if (start == 0) serial.push_back(read);
     }
     blocks.push_back(test::BlockOf(dib));

@@ -68,7 +68,7 @@ RunResult RunCli(const std::vector<std::string>& args, const std::vector<uint8_t
   });
   RunResult result;
   int status = 0;
-  struct rusage usage{};
+  struct rusage usage {};
   EXPECT_EQ(rc, 0) << "cannot start " << PDF417READ_PATH;
   if (rc == 0) wait4(pid, &status, 0, &usage);
   writer.join();
@@ -96,7 +96,8 @@ std::vector<uint8_t> ReadBytes(const std::string& path) {
 }
 
 void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 Page ReadDumpedPage(const std::string& path, int* bitsOut) {
@@ -121,7 +122,8 @@ Page ReadDumpedPage(const std::string& path, int* bitsOut) {
   Page page = pdf417::testing::MakePage(width, height);
   for (int y = 0; y < height; y++) {
     const uint8_t* row = b.data() + offset + (height - 1 - y) * stride;
-    for (int x = 0; x < width; x++) page.at(x, y) = bits == 8 ? row[x] < 128 : ((row[x >> 3] >> (7 - (x & 7))) & 1) == darkBit;
+    for (int x = 0; x < width; x++)
+      page.at(x, y) = bits == 8 ? row[x] < 128 : ((row[x >> 3] >> (7 - (x & 7))) & 1) == darkBit;
   }
   return page;
 }
@@ -131,7 +133,8 @@ bool SamePixels(const Page& a, const Page& b) { return a.width == b.width && a.h
 Page PageWithSymbol(const std::string& text, int width, int height) {
   Page page = pdf417::testing::MakePage(width, height);
   std::string error;
-  if (!pdf417::testing::PlaceSymbol(page, {text, 2, 2}, width / 2.0, height / 2.0, 0, 0.0, &error)) ADD_FAILURE() << error;
+  if (!pdf417::testing::PlaceSymbol(page, {text, 2, 2}, width / 2.0, height / 2.0, 0, 0.0, &error))
+    ADD_FAILURE() << error;
   return page;
 }
 

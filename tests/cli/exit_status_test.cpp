@@ -60,8 +60,15 @@ std::vector<uint8_t> HollowTiff() {
   const auto put = [&](uint32_t v, int bytes) {
     for (int k = 0; k < bytes; k++) b.push_back(static_cast<uint8_t>(v >> (8 * k)));
   };
-  for (const auto& [tag, value] : std::vector<std::pair<uint16_t, uint32_t>>{
-           {256, 16384}, {257, 16384}, {258, 8}, {259, 5}, {262, 1}, {273, 8 + 2 + 9 * 12 + 4}, {277, 1}, {278, 16384}, {279, 16}}) {
+  for (const auto& [tag, value] : std::vector<std::pair<uint16_t, uint32_t>>{{256, 16384},
+                                                                             {257, 16384},
+                                                                             {258, 8},
+                                                                             {259, 5},
+                                                                             {262, 1},
+                                                                             {273, 8 + 2 + 9 * 12 + 4},
+                                                                             {277, 1},
+                                                                             {278, 16384},
+                                                                             {279, 16}}) {
     put(tag, 2), put(tag == 273 || tag == 279 ? 4 : 3, 2), put(1, 4), put(value, 4);
   }
   put(0, 4);
@@ -115,7 +122,7 @@ std::vector<Case> Cases() {
   const Page page = PageWithSymbol("hostile");
   const std::vector<uint8_t> bmp = ToBmpFile(page), grey = MakeBmp(page, {.bitCount = 8});
   std::vector<uint8_t> rle = bmp, huge = bmp, cut = bmp, fivePages, stream = Bytes("P5\n4096 4096\n255\n");
-  rle[30] = 1;  // BI_RLE8
+  rle[30] = 1;                                                                             // BI_RLE8
   for (size_t at : {18u, 22u}) huge[at] = 0xA0, huge[at + 1] = 0x86, huge[at + 2] = 0x01;  // 100000 x 100000 pixels
   cut.resize(100);
   const std::vector<uint8_t> small = MakePnm(MakePage(16, 8), '4');
@@ -131,49 +138,112 @@ std::vector<Case> Cases() {
       {"--threshold 257", Files({{"page.bmp", bmp}}, {"--threshold", "257"}), 2, {"not in range", "--help"}},
       {"--jobs -1", Files({{"page.bmp", bmp}}, {"--jobs", "-1"}), 2, {"not in range", "--help"}},
       {"no symbol", Files({{"blank.bmp", ToBmpFile(MakePage(64, 64))}}), 1, {}},
-      {"standard input", Files({}, {"--decoded-only", "-"}), 0, {}, "-: 0, from stdin\n", 32, MakePnm(PageWithSymbol("from stdin"), '4')},
-      {"bad files among good ones, in parallel", [=](const TempDir& d) {
-         WriteTiff(d.path("three.tif"), {PageWithSymbol("one"), PageWithSymbol("two"), PageWithSymbol("three")}, TiffKind::G4);
+      {"standard input",
+       Files({}, {"--decoded-only", "-"}),
+       0,
+       {},
+       "-: 0, from stdin\n",
+       32,
+       MakePnm(PageWithSymbol("from stdin"), '4')},
+      {"bad files among good ones, in parallel",
+       [=](const TempDir& d) {
+         WriteTiff(d.path("three.tif"), {PageWithSymbol("one"), PageWithSymbol("two"), PageWithSymbol("three")},
+                   TiffKind::G4);
          WritePng(d.path("rgb.png"), page, PngKind::RgbInterlaced);
          return Files({{"missing.png", {}}, {"good.bmp", bmp}, {"cut.bmp", cut}, {"good.pbm", MakePnm(page, '4')}},
                       {"--jobs", "3", d.path("three.tif"), d.path("rgb.png")})(d);
-       }, 2, {"missing.png: No such file or directory", "cut.bmp: "}, "good.pbm: 0, hostile", 32, {}, true},
+       },
+       2,
+       {"missing.png: No such file or directory", "cut.bmp: "},
+       "good.pbm: 0, hostile",
+       32,
+       {},
+       true},
       {"empty", Files({{"empty", {}}}), 2, {"empty: empty file"}},
-      {"not an image", Files({{"text", Bytes("just some text\n")}}), 2, {"text: not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"}},
+      {"not an image",
+       Files({{"text", Bytes("just some text\n")}}),
+       2,
+       {"text: not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"}},
       {"directory", [](const TempDir& d) { return std::vector<std::string>{d.dir.string()}; }, 2, {": Is a directory"}},
       {"/dev/zero", Files({}, {"/dev/zero"}), 2, {"/dev/zero: not a BMP"}},
-      {"stream over --max-file-size", Files({}, {"--max-file-size", "1M", "-"}), 2,
-       {"-: input larger than 1 MiB (--max-file-size)"}, "", 64, stream},
-      {"file over --max-file-size", Files({{"page.bmp", bmp}}, {"--max-file-size", "1k"}), 2,
+      {"stream over --max-file-size",
+       Files({}, {"--max-file-size", "1M", "-"}),
+       2,
+       {"-: input larger than 1 MiB (--max-file-size)"},
+       "",
+       64,
+       stream},
+      {"file over --max-file-size",
+       Files({{"page.bmp", bmp}}, {"--max-file-size", "1k"}),
+       2,
        {"page.bmp: file larger than 1 KiB (--max-file-size)"}},
       {"pixels over the limit", Files({{"huge.bmp", huge}}), 2, {"image too large (100000 x 100000 pixels"}},
       {"compressed BMP", Files({{"rle.bmp", rle}}), 2, {"compressed BMP (compression 1) not supported"}},
-      {"pages over --max-pages", Files({{"five.pbm", fivePages}}, {"--max-pages", "3"}), 2,
+      {"pages over --max-pages",
+       Files({{"five.pbm", fivePages}}, {"--max-pages", "3"}),
+       2,
        {"five.pbm: more than 3 pages; only the first 3 were read (--max-pages)"}},
-      {"page over --max-memory", Files({{"grey.bmp", grey}}, {"--max-memory", "100K"}), 2,
+      {"page over --max-memory",
+       Files({{"grey.bmp", grey}}, {"--max-memory", "100K"}),
+       2,
        {"grey.bmp: page needs 149 KiB of memory, more than the budget of 100 KiB (--max-memory)"}},
-      {"jobs wait for memory", Files({{"a.bmp", grey}, {"b.bmp", grey}, {"c.bmp", grey}, {"d.bmp", grey}},
-                                     {"--jobs", "4", "--max-memory", "160K", "--decoded-only"}),
-       0, {}, "d.bmp: 0, hostile", 64},
-      {"PNG bomb, 16384^2 white pixels in 55 KB", Files({{"bomb.png", PngFile(16384, 16384, 1, 0, false, whiteRow, 16384)}}),
-       1, {}, "", 400},
-      {"PNG of 131072 x 2048 RGB pixels without data", Files({{"hollow.png", PngFile(131072, 2048, 8, 2, false, {0, 0, 0}, 1)}}),
-       2, {"hollow.png: PNG: Not enough image data"}, "", 48},
+      {"jobs wait for memory",
+       Files({{"a.bmp", grey}, {"b.bmp", grey}, {"c.bmp", grey}, {"d.bmp", grey}},
+             {"--jobs", "4", "--max-memory", "160K", "--decoded-only"}),
+       0,
+       {},
+       "d.bmp: 0, hostile",
+       64},
+      {"PNG bomb, 16384^2 white pixels in 55 KB",
+       Files({{"bomb.png", PngFile(16384, 16384, 1, 0, false, whiteRow, 16384)}}),
+       1,
+       {},
+       "",
+       400},
+      {"PNG of 131072 x 2048 RGB pixels without data",
+       Files({{"hollow.png", PngFile(131072, 2048, 8, 2, false, {0, 0, 0}, 1)}}),
+       2,
+       {"hollow.png: PNG: Not enough image data"},
+       "",
+       48},
       {"interlaced PNG of 16384^2 RGB pixels without data",
-       Files({{"hollow.png", PngFile(16384, 16384, 8, 2, true, {0, 0, 0}, 1)}}), 2, {"hollow.png: PNG: "}, "", 48},
-      {"TIFF of 16384^2 grey pixels in 16 bytes", Files({{"hollow.tif", HollowTiff()}}), 2, {"hollow.tif: TIFF: "}, "", 48},
-      {"JPEG claiming 16000^2 pixels", Files({{"big.jpg", OversizedJpeg(false)}}), 2,
-       {"big.jpg: JPEG: Corrupt JPEG data: premature end of data segment"}, "", 48},
-      {"progressive JPEG claiming 16000^2 pixels", Files({{"big.jpg", OversizedJpeg(true)}}), 2,
-       {"big.jpg: JPEG: file too short for its image size"}, "", 48},
-      {"PBM claiming more pixels than it holds", Files({{"cut.pbm", Bytes("P1\n5000 5000\n0 1 0 1\n")}}), 2,
+       Files({{"hollow.png", PngFile(16384, 16384, 8, 2, true, {0, 0, 0}, 1)}}),
+       2,
+       {"hollow.png: PNG: "},
+       "",
+       48},
+      {"TIFF of 16384^2 grey pixels in 16 bytes",
+       Files({{"hollow.tif", HollowTiff()}}),
+       2,
+       {"hollow.tif: TIFF: "},
+       "",
+       48},
+      {"JPEG claiming 16000^2 pixels",
+       Files({{"big.jpg", OversizedJpeg(false)}}),
+       2,
+       {"big.jpg: JPEG: Corrupt JPEG data: premature end of data segment"},
+       "",
+       48},
+      {"progressive JPEG claiming 16000^2 pixels",
+       Files({{"big.jpg", OversizedJpeg(true)}}),
+       2,
+       {"big.jpg: JPEG: file too short for its image size"},
+       "",
+       48},
+      {"PBM claiming more pixels than it holds",
+       Files({{"cut.pbm", Bytes("P1\n5000 5000\n0 1 0 1\n")}}),
+       2,
        {"cut.pbm: truncated PNM pixel data"}},
       {"line feed in the file name", Files({{"bad\nname", {}}}), 2, {"/bad\\x0aname: empty file"}},
-      {"--dump-bitmaps cannot write", [=](const TempDir& d) {
+      {"--dump-bitmaps cannot write",
+       [=](const TempDir& d) {
          std::filesystem::create_directories(d.path("dumps/1-page-1.bmp"));  // in the way
          WriteBytes(d.path("page.bmp"), bmp);
          return std::vector<std::string>{"--dump-bitmaps", d.path("dumps"), d.path("page.bmp")};
-       }, 2, {"page.bmp: cannot write "}, "page.bmp: 0, hostile\n"},
+       },
+       2,
+       {"page.bmp: cannot write "},
+       "page.bmp: 0, hostile\n"},
   };
 }
 
@@ -200,7 +270,8 @@ TEST(ExitStatus, MessagesAndBoundedMemory) {
     std::vector<std::string> serial = c.setup(dir);
     for (size_t i = 0; i + 1 < serial.size(); ++i) serial[i + 1] = serial[i] == "--jobs" ? "1" : serial[i + 1];
     const RunResult s = RunCli(serial, c.input);
-    EXPECT_TRUE(s.exitCode == r.exitCode && s.out == r.out && s.err == r.err) << c.name << ": read serially\n" << s.out << s.err;
+    EXPECT_TRUE(s.exitCode == r.exitCode && s.out == r.out && s.err == r.err) << c.name << ": read serially\n"
+                                                                              << s.out << s.err;
   }
 }
 

@@ -72,8 +72,9 @@ const FormatCase kCases[] = {
     {"tiff_grey8", "tif", Tiff(TiffKind::Grey8Lzw), "8"},
     {"tiff_rgb24", "tif", Tiff(TiffKind::Rgb24), "8"},
     // Several images in one PNM stream are pages, like TIFF directories.
-    {"pnm_stream_p1_p4_p5_16bit_p3", "pnm",
-     Bytes([](const Page& page, size_t i) { return MakePnm(page, "1453"[i], i == 2 ? 65535 : i == 3 ? 1000 : 255); }),
+    {"pnm_stream_p1_p4_p5_16bit_p3", "pnm", Bytes([](const Page& page, size_t i) {
+       return MakePnm(page, "1453"[i], i == 2 ? 65535 : i == 3 ? 1000 : 255);
+     }),
      "1188"},
     {"jpeg_progressive", "jpg", Jpeg(3, true), "8"},
     {"jpeg_cmyk_adobe", "jpg", Jpeg(4, false), "8"},
@@ -92,7 +93,8 @@ TEST_P(Formats, HandTheLibraryThePagesAsWritten) {
   const FormatCase& c = GetParam();
   TempDir dir;
   std::vector<Page> pages;  // a symbol on odd pages, even ones blank
-  for (size_t i = 0; c.bits[i] != '\0'; ++i) pages.push_back(i % 2 ? MakePage(300, 200) : PageWithSymbol("page " + std::to_string(i + 1)));
+  for (size_t i = 0; c.bits[i] != '\0'; ++i)
+    pages.push_back(i % 2 ? MakePage(300, 200) : PageWithSymbol("page " + std::to_string(i + 1)));
   const std::string file = dir.path(std::string("page.") + c.extension);
   ASSERT_TRUE(c.write(file, pages));
   std::vector<std::string> args = c.options;

@@ -45,30 +45,39 @@ struct TextCase {
   const char* name;
   std::vector<std::string> options;
   std::function<std::vector<std::string>(const TempDir&)> write;  // the files
-  const char* expected;  // stdout, "@" standing for the directory
+  const char* expected;                                           // stdout, "@" standing for the directory
 };
 
 // Data comes back whole, zero bytes and all, escaped; a Macro PDF417
 // message in three symbols on two pages is joined in segment order; JPEG
 // and PDF pages read back exactly.
 const TextCase kTextCases[] = {
-    {"binary data", {"--charset", "UTF-8"}, [](const TempDir& d) {
+    {"binary data",
+     {"--charset", "UTF-8"},
+     [](const TempDir& d) {
        WriteBmp(PageWith({Options(std::string("A\0B\nC\xff", 6))}, 3), d.path("bytes.bmp"));
        return std::vector<std::string>{d.path("bytes.bmp")};
-     }, "@/bytes.bmp: 3, A\\x00B\\x0aC\\xff\n"},
-    {"Macro message across pages", {"--join-macro"}, [](const TempDir& d) {
+     },
+     "@/bytes.bmp: 3, A\\x00B\\x0aC\\xff\n"},
+    {"Macro message across pages",
+     {"--join-macro"},
+     [](const TempDir& d) {
        WriteBmp(PageWith({Options("The first part, ", 1), Options("and the end.", 3)}), d.path("one.bmp"));
        WriteBmp(PageWith({Options("the second part ", 2)}, 1), d.path("two.bmp"));
        return std::vector<std::string>{d.path("one.bmp"), d.path("two.bmp")};
-     }, "@/one.bmp: 0, The first part, \n@/one.bmp: 0, and the end.\n@/two.bmp: 1, the second part \n"
-        "MACRO 123456: 3 of 3 segments: The first part, the second part and the end.\n"},
+     },
+     "@/one.bmp: 0, The first part, \n@/one.bmp: 0, and the end.\n@/two.bmp: 1, the second part \n"
+     "MACRO 123456: 3 of 3 segments: The first part, the second part and the end.\n"},
     // The bundled PDF draws its symbol as vector rectangles (the payload is
     // make_sample_files' input).
-    {"JPEG and PDF", {}, [](const TempDir& d) {
+    {"JPEG and PDF",
+     {},
+     [](const TempDir& d) {
        WriteBytes(d.path("page.jpg"), MakeJpeg(PageWith({Options("JPEG page payload")}, 2), 3));
        std::filesystem::copy_file(PDF417_TEST_DATA "/sample-scan.pdf", d.path("scan.pdf"));
        return std::vector<std::string>{d.path("page.jpg"), d.path("scan.pdf")};
-     }, "@/page.jpg: 2, JPEG page payload\n@/scan.pdf: 0, Invoice 2024-0417, total 1,234.50 EUR, due 30 days\n"},
+     },
+     "@/page.jpg: 2, JPEG page payload\n@/scan.pdf: 0, Invoice 2024-0417, total 1,234.50 EUR, due 30 days\n"},
 };
 
 TEST(CliDecode, TextLinesHoldThePayloads) {
@@ -113,12 +122,18 @@ TEST(OutputLines, TextAndJsonOfOneResult) {
       {a, Decoded("caf\xe9"), "a.bmp: 2, caf\xc3\xa9", "Y2Fm6Q==", "caf\xc3\xa9"},
       {a, Decoded("caf\xc3\xa9"), "a.bmp: 2, caf\xc3\xa9", "Y2Fmw6k=", "caf\xc3\xa9", "UTF-8"},
       {a, Decoded("caf\xc3\xa9", {{26, 0}}), "a.bmp: 2, caf\xc3\xa9", "Y2Fmw6k=", "caf\xc3\xa9"},
-      {a, Decoded("\x93\xfa\x96\x7b", {{20, 0}}), "a.bmp: 2, \xe6\x97\xa5\xe6\x9c\xac", "k/qWew==", "\xe6\x97\xa5\xe6\x9c\xac"},
-      {a, Decoded("x\xe9y\xc3\xa9", {{3, 0}, {26, 3}}), "a.bmp: 2, x\xc3\xa9y\xc3\xa9", "eOl5w6k=", "x\xc3\xa9y\xc3\xa9"},
+      {a, Decoded("\x93\xfa\x96\x7b", {{20, 0}}), "a.bmp: 2, \xe6\x97\xa5\xe6\x9c\xac",
+       "k/qWew==", "\xe6\x97\xa5\xe6\x9c\xac"},
+      {a, Decoded("x\xe9y\xc3\xa9", {{3, 0}, {26, 3}}), "a.bmp: 2, x\xc3\xa9y\xc3\xa9",
+       "eOl5w6k=", "x\xc3\xa9y\xc3\xa9"},
       {a, Decoded("\xff\x01", {{899, 0}}), "a.bmp: 2, \\xff\\x01", "/wE=", nullptr},  // 8-bit binary: no text
-      {a, Decoded("\xff", {{26, 0}}), "a.bmp: 2, \\xff", "/w==", nullptr},             // invalid UTF-8
+      {a, Decoded("\xff", {{26, 0}}), "a.bmp: 2, \\xff", "/w==", nullptr},            // invalid UTF-8
       {{"scan.tif", 3, true, 1}, Decoded("x"), "scan.tif:3: 2, x", "eA==", "x"},
-      {{"a\nb\\.bmp", 1, false, 0}, Decoded("x"), "a\\x0ab\\\\.bmp: 2, x", "eA==", "x"},  // a name cannot break the line
+      {{"a\nb\\.bmp", 1, false, 0},
+       Decoded("x"),
+       "a\\x0ab\\\\.bmp: 2, x",
+       "eA==",
+       "x"},  // a name cannot break the line
       {a, undecoded, "a.bmp: 0, ?", "", "?"},
   };
   for (const auto& c : cases) {

@@ -27,15 +27,16 @@ namespace fs = std::filesystem;
 // The share of each category's symbols that must be read, in percent: what
 // this reader read when the floors were set, less a symbol or so of room.
 const std::map<std::string, double> kFloors = {
-    {"clean", 100}, {"rot", 97.5}, {"skew", 97.5},  {"scale", 93.3}, {"noise", 96.6}, {"blur", 96.6},
-    {"damage", 90}, {"multi", 98.5}, {"ec", 97.2}, {"shape", 96.6}, {"large", 95.8}, {"scan", 96.6},
+    {"clean", 100}, {"rot", 97.5},   {"skew", 97.5}, {"scale", 93.3}, {"noise", 96.6}, {"blur", 96.6},
+    {"damage", 90}, {"multi", 98.5}, {"ec", 97.2},   {"shape", 96.6}, {"large", 95.8}, {"scan", 96.6},
 };
 constexpr double kFloorAll = 98.5;
 
 // A manifest payload as pdf417read --json writes data: in base64.
 std::string HexToBase64(const std::string& hex) {
   std::vector<uint8_t> bytes;
-  for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  for (size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
   return pdf417read::Base64(bytes);
 }
 

@@ -41,8 +41,8 @@ PackedDib MakePackedDib(int64_t width, int64_t height) {
   Put32(dib.bytes, 0, 40);
   Put32(dib.bytes, 4, static_cast<uint32_t>(width));
   Put32(dib.bytes, 8, static_cast<uint32_t>(height));
-  dib.bytes[12] = 1;  // planes
-  dib.bytes[14] = 1;  // bits per pixel
+  dib.bytes[12] = 1;                                    // planes
+  dib.bytes[14] = 1;                                    // bits per pixel
   dib.bytes[44] = dib.bytes[45] = dib.bytes[46] = 255;  // colour 1 light
   return dib;
 }

@@ -20,11 +20,14 @@ void Put(std::vector<uint8_t>& b, size_t at, uint32_t v, int bytes) {
 }
 
 // Ink or paper as a grey level, or as one channel of its colour.
-int Colour(bool dark, int channel, int channels) { return channels == 3 ? (dark ? kInk : kPaper)[channel] : dark ? kInkGrey : kPaperGrey; }
+int Colour(bool dark, int channel, int channels) {
+  return channels == 3 ? (dark ? kInk : kPaper)[channel] : dark ? kInkGrey : kPaperGrey;
+}
 
 // The page's rows, top first, each starting on a byte: `channels` samples of
 // `depth` bits (1 to 8, or 16 big-endian) a pixel, sample(dark, channel).
-std::vector<uint8_t> PackedRows(const Page& page, int channels, int depth, const std::function<int(bool, int)>& sample) {
+std::vector<uint8_t> PackedRows(const Page& page, int channels, int depth,
+                                const std::function<int(bool, int)>& sample) {
   const size_t rowBits = (static_cast<size_t>(page.width) * channels * depth + 7) / 8 * 8;
   std::vector<uint8_t> rows(rowBits / 8 * page.height);
   for (int y = 0; y < page.height; y++)
@@ -117,7 +120,9 @@ std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {
   if (kind != '1' && kind != '4') header += std::to_string(maxValue) + "\n";
   std::vector<uint8_t> b(header.begin(), header.end());
   const int channels = kind == '3' || kind == '6' ? 3 : 1;
-  const auto sample = [&](bool dark, int k) { return kind == '1' || kind == '4' ? dark : (Colour(dark, k, channels) * maxValue + 127) / 255; };
+  const auto sample = [&](bool dark, int k) {
+    return kind == '1' || kind == '4' ? dark : (Colour(dark, k, channels) * maxValue + 127) / 255;
+  };
   if (kind >= '4') {
     const std::vector<uint8_t> rows = PackedRows(page, channels, kind == '4' ? 1 : maxValue > 255 ? 16 : 8, sample);
     b.insert(b.end(), rows.begin(), rows.end());
@@ -126,7 +131,8 @@ std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {
     for (int x = 0; x < page.width; x++)
       for (int k = 0; k < channels; k++) {
         // P1 needs no separators.
-        const std::string t = kind == '1' ? std::to_string(sample(page.at(x, y), k)) : std::to_string(sample(page.at(x, y), k)) + " ";
+        const std::string t =
+            kind == '1' ? std::to_string(sample(page.at(x, y), k)) : std::to_string(sample(page.at(x, y), k)) + " ";
         b.insert(b.end(), t.begin(), t.end());
       }
     b.push_back('\n');
@@ -148,8 +154,10 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
     TIFFSetField(t, TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
     TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, bits ? 1 : 8);
     TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, channels);
-    TIFFSetField(t, TIFFTAG_PHOTOMETRIC, flipped || kind == TiffKind::Grey8Lzw ? PHOTOMETRIC_MINISBLACK
-                                         : bits ? PHOTOMETRIC_MINISWHITE : PHOTOMETRIC_RGB);
+    TIFFSetField(t, TIFFTAG_PHOTOMETRIC,
+                 flipped || kind == TiffKind::Grey8Lzw ? PHOTOMETRIC_MINISBLACK
+                 : bits                                ? PHOTOMETRIC_MINISWHITE
+                                                       : PHOTOMETRIC_RGB);
     if (flipped) TIFFSetField(t, TIFFTAG_ORIENTATION, ORIENTATION_BOTLEFT);
     TIFFSetField(t, TIFFTAG_COMPRESSION, g4 ? COMPRESSION_CCITTFAX4 : COMPRESSION_LZW);
     TIFFSetField(t, tiled ? TIFFTAG_TILEWIDTH : TIFFTAG_ROWSPERSTRIP, g4 ? page.height : 16);
@@ -159,13 +167,15 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
     });
     const size_t rowBytes = image.size() / page.height;
     for (int y = 0; y < page.height && !tiled; y++) {  // flipped: the bottom row first
-      if (TIFFWriteScanline(t, const_cast<uint8_t*>(&image[rowBytes * (flipped ? page.height - 1 - y : y)]), y, 0) < 0) return false;
+      if (TIFFWriteScanline(t, const_cast<uint8_t*>(&image[rowBytes * (flipped ? page.height - 1 - y : y)]), y, 0) < 0)
+        return false;
     }
     for (int top = 0; top < page.height && tiled; top += 16)
       for (int left = 0; left < page.width; left += 16) {
         uint8_t tile[2 * 16] = {};
         for (int r = 0; r < 16 && top + r < page.height; r++)
-          for (int k = 0; k < 2 && left / 8 + k < static_cast<int>(rowBytes); k++) tile[2 * r + k] = image[rowBytes * (top + r) + left / 8 + k];
+          for (int k = 0; k < 2 && left / 8 + k < static_cast<int>(rowBytes); k++)
+            tile[2 * r + k] = image[rowBytes * (top + r) + left / 8 + k];
         if (TIFFWriteTile(t, tile, left, top, 0, 0) < 0) return false;
       }
     if (!TIFFWriteDirectory(t)) return false;
@@ -176,9 +186,9 @@ bool WriteTiff(const std::string& path, const std::vector<Page>& pages, TiffKind
 bool WritePng(const std::string& path, const Page& page, PngKind kind) {
   const bool palette = kind == PngKind::Palette1 || kind == PngKind::Palette4, rgb = kind == PngKind::RgbInterlaced;
   const int depth = kind == PngKind::Palette1 || kind == PngKind::Grey1Interlaced ? 1
-                    : kind == PngKind::Palette4                                 ? 4
-                    : kind == PngKind::Grey16                                   ? 16
-                                                                                : 8;
+                    : kind == PngKind::Palette4                                   ? 4
+                    : kind == PngKind::Grey16                                     ? 16
+                                                                                  : 8;
   std::vector<uint8_t> rows = PackedRows(page, rgb ? 3 : 1, depth, [&](bool dark, int k) {
     return palette ? dark : depth == 1 ? !dark : Colour(dark, k, rgb ? 3 : 1) * (depth == 16 ? 257 : 1);
   });
@@ -219,7 +229,9 @@ std::vector<uint8_t> EncodeJpeg(const uint8_t* samples, int width, int height, i
 
 std::vector<uint8_t> MakeJpeg(const Page& page, int channels, bool progressive) {
   const std::vector<uint8_t> samples = PackedRows(page, channels, 8, [&](bool dark, int k) {
-    return channels < 4 ? Colour(dark, k, channels) : k < 3 ? 255 : Colour(dark, 0, 1);  // Adobe's inverted CMYK: 255 is no ink
+    return channels < 4 ? Colour(dark, k, channels)
+           : k < 3      ? 255
+                        : Colour(dark, 0, 1);  // Adobe's inverted CMYK: 255 is no ink
   });
   return EncodeJpeg(samples.data(), page.width, page.height, channels, 95, progressive);
 }

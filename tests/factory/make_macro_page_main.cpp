@@ -15,7 +15,11 @@ int main(int argc, char** argv) {
   }
   using namespace pdf417::testing;
   Page page = MakePage(600, 500);
-  SymbolOptions parts[2] = {{.segments = {{26, "Gr\xc3\xbc\xc3\x9f" "e, "}, {3, "caf\xe9"}}}, {.data = "end"}};
+  SymbolOptions parts[2] = {{.segments = {{26,
+                                           "Gr\xc3\xbc\xc3\x9f"
+                                           "e, "},
+                                          {3, "caf\xe9"}}},
+                            {.data = "end"}};
   for (int i = 0; i < 2; i++) {
     parts[i].macroIndex = i + 1, parts[i].macroCount = 2, parts[i].macroId = "123456";
     std::string error;

@@ -19,15 +19,25 @@ namespace {
 using namespace pdf417::testing;
 
 bool WriteBytes(const std::string& path, const std::string& bytes) {
-  return static_cast<bool>(std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
+  return static_cast<bool>(
+      std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
 bool WritePhoto(const std::string& path) {
   // Margins of 14 modules but none below: cut off by the picture's lower border.
   const PhotoOptions o{.symbol = {"Photographed at an angle: keystone, uneven light, blur and JPEG.", 4, 5, 2.6},
-                       .keystoneDegrees = 9, .sideRatio = 0.9, .rotationDegrees = -4, .margins = {14, 14, 14, 0},
-                       .paper = 225, .ink = 45, .lightFar = 0.45, .lightDegrees = 20, .vignette = 0.15,
-                       .blurSigma = 0.8, .noiseSigma = 2, .seed = 417};
+                       .keystoneDegrees = 9,
+                       .sideRatio = 0.9,
+                       .rotationDegrees = -4,
+                       .margins = {14, 14, 14, 0},
+                       .paper = 225,
+                       .ink = 45,
+                       .lightFar = 0.45,
+                       .lightDegrees = 20,
+                       .vignette = 0.15,
+                       .blurSigma = 0.8,
+                       .noiseSigma = 2,
+                       .seed = 417};
   GreyPicture picture;
   std::string error;
   if (!RenderPhoto(o, &picture, &error)) {
@@ -56,7 +66,9 @@ bool WritePdf(const std::string& path) {
   for (int r = 0; r < symbol.rows; ++r) {
     for (int c = 0, end = 0; c < symbol.widthModules; c = end + 1) {
       for (end = c; end < symbol.widthModules && symbol.modules[r][end];) ++end;
-      if (end > c) content << left + c * module << ' ' << top - (r + 1) * rowHeight << ' ' << (end - c) * module << ' ' << rowHeight << " re f\n";
+      if (end > c)
+        content << left + c * module << ' ' << top - (r + 1) * rowHeight << ' ' << (end - c) * module << ' '
+                << rowHeight << " re f\n";
     }
   }
   const std::string stream = content.str();

@@ -34,7 +34,8 @@ int main(int argc, char** argv) {
       return 1;
     }
     const double length = symbol.widthModules * 3.0, thickness = symbol.rows * 9.0, sideways = p.direction >= 2;
-    PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2, p.top + (sideways ? length : thickness) / 2, p.direction);
+    PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2,
+                p.top + (sideways ? length : thickness) / 2, p.direction);
   }
   if (!WriteBmp(page, argv[1])) {
     std::fprintf(stderr, "cannot write %s\n", argv[1]);

@@ -36,7 +36,8 @@ struct SymbolFrame {
   double cx, cy, halfW, halfH;  // page position of the body centre, half body size
   double c = 1, s = 0;
 
-  SymbolFrame(double cx_, double cy_, double w, double h, double degrees) : cx(cx_), cy(cy_), halfW(w / 2), halfH(h / 2) {
+  SymbolFrame(double cx_, double cy_, double w, double h, double degrees)
+      : cx(cx_), cy(cy_), halfW(w / 2), halfH(h / 2) {
     const double turns = degrees / 90.0;
     if (turns == std::floor(turns)) {
       static constexpr double kCos[4] = {1, 0, -1, 0}, kSin[4] = {0, 1, 0, -1};
@@ -87,11 +88,13 @@ bool EncodeSymbol(const SymbolOptions& options, EncodedSymbol* out, std::string*
   }
   std::vector<zint_seg> segments;
   for (const auto& [eci, bytes] : options.segments) {
-    segments.push_back({reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data())), static_cast<int>(bytes.size()), eci});
+    segments.push_back(
+        {reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data())), static_cast<int>(bytes.size()), eci});
   }
-  const int rc = segments.empty() ? ZBarcode_Encode(symbol.get(), reinterpret_cast<const unsigned char*>(options.data.data()),
-                                                    static_cast<int>(options.data.size()))
-                                  : ZBarcode_Encode_Segs(symbol.get(), segments.data(), static_cast<int>(segments.size()));
+  const int rc = segments.empty()
+                     ? ZBarcode_Encode(symbol.get(), reinterpret_cast<const unsigned char*>(options.data.data()),
+                                       static_cast<int>(options.data.size()))
+                     : ZBarcode_Encode_Segs(symbol.get(), segments.data(), static_cast<int>(segments.size()));
   const int width = symbol->width, columns = (width - kFixedModules) / 17;
   if (rc != 0 || (options.columns != 0 && columns != options.columns)) {
     SetError(error, std::string("zint: ") + (rc != 0 ? symbol->errtxt : "other column count"));
@@ -135,8 +138,8 @@ Page MakePage(int width, int height) {
 // The body (start pattern to stop pattern, top row to bottom row) must lie
 // on the page; the quiet zone is clipped to the page where it reaches past
 // the border, so symbols can be placed close to the edge on purpose.
-bool PlaceSymbol(Page& page, const SymbolOptions& options, double cx, double cy, int direction,
-                 double skewDegrees, std::string* error) {
+bool PlaceSymbol(Page& page, const SymbolOptions& options, double cx, double cy, int direction, double skewDegrees,
+                 std::string* error) {
   EncodedSymbol symbol;
   if (direction < 0 || direction > 3 || !(options.moduleWidth > 0) || options.rowHeight < 1) {
     SetError(error, "direction, module width or row height out of range");

@@ -45,9 +45,9 @@ Projective SquareToQuad(const std::array<PointD, 4>& q) {
 // The inverse map (the adjugate; a projective map is defined up to scale).
 Projective Inverse(const Projective& p) {
   const auto& m = p.m;
-  return {{m[4] * m[8] - m[5] * m[7], m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4],
-           m[5] * m[6] - m[3] * m[8], m[0] * m[8] - m[2] * m[6], m[2] * m[3] - m[0] * m[5],
-           m[3] * m[7] - m[4] * m[6], m[1] * m[6] - m[0] * m[7], m[0] * m[4] - m[1] * m[3]}};
+  return {{m[4] * m[8] - m[5] * m[7], m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4], m[5] * m[6] - m[3] * m[8],
+           m[0] * m[8] - m[2] * m[6], m[2] * m[3] - m[0] * m[5], m[3] * m[7] - m[4] * m[6], m[1] * m[6] - m[0] * m[7],
+           m[0] * m[4] - m[1] * m[3]}};
 }
 
 // Separable Gaussian blur, the picture's border pixels repeated outward:
@@ -185,8 +185,8 @@ std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width,
 }
 
 const char* PhotoDistortionName(PhotoDistortion kind) {
-  static constexpr const char* kNames[kPhotoDistortionCount] = {"mild",  "perspective", "light",  "blur",
-                                                                "jpeg",  "small",       "border", "everything"};
+  static constexpr const char* kNames[kPhotoDistortionCount] = {"mild", "perspective", "light",  "blur",
+                                                                "jpeg", "small",       "border", "everything"};
   return kNames[static_cast<int>(kind)];
 }
 

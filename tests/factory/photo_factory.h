@@ -14,7 +14,7 @@
 namespace pdf417::testing {
 
 struct PhotoOptions {
-  SymbolOptions symbol;  // data, level, columns, module width (at the symbol's centre), row height
+  SymbolOptions symbol;        // data, level, columns, module width (at the symbol's centre), row height
   double keystoneDegrees = 0;  // angle between the start and stop edges (the top side the shorter when > 0)
   double sideRatio = 1;        // the start side's height over the stop side's (a turn about the vertical axis)
   double rotationDegrees = 0;  // counter-clockwise on the picture

@@ -45,7 +45,8 @@ TEST(BitImage, TransformsMatchPixelByPixelDefinitions) {
         for (const BitImage* t : {turned.get(), dib.get(), complement.get()}) {
           ASSERT_TRUE(t->width == height && t->height == width && t->stride * 8 >= height);
           for (int32_t r = 0; r < width; r++)
-            for (int32_t x = height; x < t->stride * 8; x++) ASSERT_EQ(PixelAt(*t, x, r), 0) << "padding at " << x << "," << r;
+            for (int32_t x = height; x < t->stride * 8; x++)
+              ASSERT_EQ(PixelAt(*t, x, r), 0) << "padding at " << x << "," << r;
         }
         for (int32_t y = 0; y < height; y++)
           for (int32_t x = 0; x < width; x++) {

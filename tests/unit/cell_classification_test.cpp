@@ -47,20 +47,24 @@ TEST(LabelWidthHistogram, PeaksValleysAndLabels) {
        Histogram(24, {{3, 10}, {4, 3}, {5, 1}, {6, 8}, {7, 2}, {8, 2}, {9, 6}, {12, 5}, {15, 4}, {18, 3}}),
        {5, 7, 10, 13, 16}},
       // Five peaks, gaps 4, 6, 6, 6, 6: the sixth goes at (4 + 10) div 2 = 7.
-      {"five peaks, widest gap inside", Histogram(32, {{4, 9}, {10, 9}, {16, 9}, {22, 9}, {28, 9}}),
+      {"five peaks, widest gap inside",
+       Histogram(32, {{4, 9}, {10, 9}, {16, 9}, {22, 9}, {28, 9}}),
        {5, 8, 11, 17, 23}},
       // Five peaks, gaps 9, 6, 6, 6, 6: the sixth goes at 9 div 2 = 4, before the first.
-      {"five peaks, widest gap from 0", Histogram(36, {{9, 9}, {15, 9}, {21, 9}, {27, 9}, {33, 9}}),
+      {"five peaks, widest gap from 0",
+       Histogram(36, {{9, 9}, {15, 9}, {21, 9}, {27, 9}, {33, 9}}),
        {5, 10, 16, 22, 28}},
       // Eight peaks: the first six are used, the rest of the widths are 6 modules.
       {"more than six peaks",
        Histogram(40, {{2, 9}, {5, 9}, {8, 9}, {11, 9}, {14, 9}, {17, 9}, {20, 9}, {23, 9}}),
        {3, 6, 9, 12, 15}},
       // A flat top is a peak at its first position when it falls off after it.
-      {"flat tops", Histogram(30, {{3, 7}, {4, 7}, {8, 5}, {9, 5}, {10, 5}, {13, 4}, {17, 3}, {21, 2}, {25, 1}}),
+      {"flat tops",
+       Histogram(30, {{3, 7}, {4, 7}, {8, 5}, {9, 5}, {10, 5}, {13, 4}, {17, 3}, {21, 2}, {25, 1}}),
        {5, 11, 14, 18, 22}},
       // A flat top that rises again is no peak: 3..4 at 7 rises to 9 at 5.
-      {"flat top rising", Histogram(30, {{3, 7}, {4, 7}, {5, 9}, {8, 5}, {12, 4}, {16, 3}, {20, 2}, {24, 1}}),
+      {"flat top rising",
+       Histogram(30, {{3, 7}, {4, 7}, {5, 9}, {8, 5}, {12, 4}, {16, 3}, {20, 2}, {24, 1}}),
        {6, 9, 13, 17, 21}},
       {"four peaks", Histogram(20, {{3, 4}, {6, 4}, {9, 4}, {12, 4}}), {}},
       {"empty", Histogram(20, {}), {}},
@@ -104,8 +108,7 @@ TEST(ClassifyCell, DeficitRulesAndEnumerationOrder) {
       {"deficit above ambiguous", {3, 1, 1, 1, 1, 1, 2, 15}, "31111125", {"31111125"}},
       // Deficit 1, ambiguous 1, 2, 3, 5, 7: single raises in element order;
       // "22411232" is no symbol character and is skipped.
-      {"deficit 1", {2, 12, 13, 11, 1, 12, 3, 12}, "22311232",
-       {"23311232", "22321232", "22311332", "22311233"}},
+      {"deficit 1", {2, 12, 13, 11, 1, 12, 3, 12}, "22311232", {"23311232", "22321232", "22311332", "22311233"}},
       // Deficit 2, ambiguous 3, 5, 7: pairs (3,7), (3,5), (5,7).
       {"deficit 2", {1, 1, 1, 11, 1, 13, 4, 13}, "11111343", {"11121344", "11121443", "11111444"}},
       // Deficit 3, ambiguous 1, 3, 5, 7: triples (1,5,7), (1,3,5), (3,5,7).
@@ -113,7 +116,9 @@ TEST(ClassifyCell, DeficitRulesAndEnumerationOrder) {
       // Deficit 3, ambiguous 1, 2, 3, 5, 6, 7: all five combinations are
       // symbol characters, (1,6,7) first. No input has more than five valid
       // combinations with the real tables, so the cap of five is never cut.
-      {"five candidates", {1, 11, 11, 11, 1, 11, 13, 15}, "11111135",
+      {"five candidates",
+       {1, 11, 11, 11, 1, 11, 13, 15},
+       "11111135",
        {"12111146", "12221135", "11221235", "11121245", "11111246"}},
       // Deficit 4 below the ambiguous count: no candidate, digits zero.
       {"deficit 4", {1, 12, 12, 12, 1, 11, 12, 12}, "", {}},
@@ -210,9 +215,13 @@ TEST(SymbolTables, InvariantsTheLookupNeedsAndKnownCodewords) {
     const char* pattern;
     int32_t cluster, codeword;
   } cases[] = {
-      {"31111136", 0, 0}, {"51111125", 3, 0}, {"21111155", 6, 0},
+      {"31111136", 0, 0},
+      {"51111125", 3, 0},
+      {"21111155", 6, 0},
       // Eight zero bytes are 401 away from every record: the first one stays.
-      {"\0\0\0\0\0\0\0\0", 0, 9}, {"\0\0\0\0\0\0\0\0", 3, 44}, {"\0\0\0\0\0\0\0\0", 6, 2},
+      {"\0\0\0\0\0\0\0\0", 0, 9},
+      {"\0\0\0\0\0\0\0\0", 3, 44},
+      {"\0\0\0\0\0\0\0\0", 6, 2},
   };
   for (const auto& c : cases) EXPECT_EQ(ResolveCodeword(c.pattern, ClusterTable(c.cluster)), c.codeword) << c.cluster;
   int32_t codeword = 0;

@@ -37,8 +37,8 @@ std::vector<int32_t> ValidSequence(int32_t dataCount, int32_t level, uint32_t se
 TEST(ErrorCorrection, CorrectsUpToHalfTheLocatingSyndromesAndReportsMore) {
   const struct {
     int32_t level, dataCount, errors;
-  } cases[] = {{2, 30, 1}, {3, 40, 1}, {3, 40, 3}, {4, 32, 7}, {4, 100, 5}, {5, 200, 15}, {6, 400, 31}, {8, 300, 127},
-               {2, 40, 2}, {2, 40, 3}, {3, 40, 4}, {4, 40, 8}, {4, 40, 12}};
+  } cases[] = {{2, 30, 1},    {3, 40, 1}, {3, 40, 3}, {4, 32, 7}, {4, 100, 5}, {5, 200, 15}, {6, 400, 31},
+               {8, 300, 127}, {2, 40, 2}, {2, 40, 3}, {3, 40, 4}, {4, 40, 8},  {4, 40, 12}};
   auto ws = std::make_unique<CorrectionWorkspace>();
   for (const auto& c : cases) {
     const int32_t m = (1 << c.level) - 1;
@@ -52,7 +52,8 @@ TEST(ErrorCorrection, CorrectsUpToHalfTheLocatingSyndromesAndReportsMore) {
       while (static_cast<int32_t>(positions.size()) < c.errors) positions.insert(rng() % damaged.size());
       for (size_t p : positions) damaged[p] = (damaged[p] + 1 + rng() % 928) % 929;
       const bool correctable = c.errors <= m / 2;
-      EXPECT_EQ(CorrectErrors(*ws, damaged.data(), static_cast<int32_t>(damaged.size()), m), correctable ? c.errors : -1);
+      EXPECT_EQ(CorrectErrors(*ws, damaged.data(), static_cast<int32_t>(damaged.size()), m),
+                correctable ? c.errors : -1);
       EXPECT_TRUE(!correctable || damaged == clean);
     }
   }
@@ -89,8 +90,8 @@ TEST(MatrixDecoder, EncoderSymbolsDecodeToTheirPayloadAndLevel) {
     int level, columns;
     size_t length;
     int damaged;  // data codewords replaced by their row neighbours', at most (2^level - 1) / 2
-  } cases[] = {{0, 1, 4, 0}, {0, 2, 20, 0}, {1, 1, 12, 0}, {2, 3, 40, 1}, {3, 2, 30, 3}, {3, 4, 70, 2},
-               {4, 5, 120, 7}, {5, 6, 90, 15}, {6, 9, 200, 20}, {8, 20, 300, 100}};
+  } cases[] = {{0, 1, 4, 0},  {0, 2, 20, 0},  {1, 1, 12, 0},  {2, 3, 40, 1},   {3, 2, 30, 3},
+               {3, 4, 70, 2}, {4, 5, 120, 7}, {5, 6, 90, 15}, {6, 9, 200, 20}, {8, 20, 300, 100}};
   Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   for (const auto& c : cases) {
     const testing::SymbolOptions o{testing::TextPayload(c.length, c.level + 1), c.level, c.columns};

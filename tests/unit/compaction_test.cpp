@@ -50,7 +50,8 @@ Readings Decode(std::vector<int32_t> codewords) {
     FreeBytes(text);
   }
   r.dataStatus = DecodeData(codewords.data(), L, r.data);
-  if (r.data.store != nullptr) r.bytes.assign(reinterpret_cast<char*>(r.data.store), static_cast<size_t>(r.data.dataLength));
+  if (r.data.store != nullptr)
+    r.bytes.assign(reinterpret_cast<char*>(r.data.store), static_cast<size_t>(r.data.dataLength));
   return r;
 }
 
@@ -68,8 +69,11 @@ TEST(Compaction, ClassicTextAndDataAsEncoded) {
       // ML 0 1 PL ; AL A: mixed and punctuation latches, then upper.
       {"mixed and punctuation", {28 * 30 + 0, 1 * 30 + 25, 0 * 30 + 29, 0 * 30 + 29}, "01;A", kModeText, "01;A"},
       // PS in mixed: one punctuation character, then mixed again.
-      {"punctuation shift", {28 * 30 + 29, 15 * 30 + 1, 29 * 30 + 20, 29 * 30 + 21}, Bytes({'\n', '1', '"', '|'}),
-       kModeText, Bytes({'\n', '1', '"', '|'})},
+      {"punctuation shift",
+       {28 * 30 + 29, 15 * 30 + 1, 29 * 30 + 20, 29 * 30 + 21},
+       Bytes({'\n', '1', '"', '|'}),
+       kModeText,
+       Bytes({'\n', '1', '"', '|'})},
       // 913 then 65 inside lower-case text: byte 65, and lower case goes on.
       {"913 shift", {27 * 30 + 0, 913, 65, 1 * 30 + 1}, "aAbb", kModeText, "aAbb"},
       // A text codeword cut short by a byte shift is padded with 29 (a
@@ -78,14 +82,20 @@ TEST(Compaction, ClassicTextAndDataAsEncoded) {
       {"pad before 913", {27 * 30 + 0, 0 * 30 + 29, 913, 65, 1 * 30 + 1}, "aaA<b", kModeText, "aaAbb"},
       {"924 group", {924, 109, 326, 368, 127, 330}, "ABCDEF", kModeByte924, "ABCDEF"},
       // 913 inside a 924 run: one byte, then 924 groups again.
-      {"913 in 924 run", {924, 913, 44, 109, 326, 368, 127, 330}, Bytes({44, 'A', 'B', 'C', 'D', 'E', 'F'}),
-       kModeByte924, Bytes({44, 'A', 'B', 'C', 'D', 'E', 'F'})},
+      {"913 in 924 run",
+       {924, 913, 44, 109, 326, 368, 127, 330},
+       Bytes({44, 'A', 'B', 'C', 'D', 'E', 'F'}),
+       kModeByte924,
+       Bytes({44, 'A', 'B', 'C', 'D', 'E', 'F'})},
       // Base-900 value 1 in a group of five: five leading zero bytes.
       {"924 leading zeros", {924, 0, 0, 0, 0, 1}, Bytes({0, 0, 0, 0, 0, 1}), kModeByte924, Bytes({0, 0, 0, 0, 0, 1})},
       // 900^5 - 1 needs seven base-256 digits; the seventh (2) is dropped:
       // 900^5 - 1 - 2 * 2^48 = 0x190C2AB183FF.
-      {"924 seventh digit dropped", {924, 899, 899, 899, 899, 899}, Bytes({0x19, 0x0C, 0x2A, 0xB1, 0x83, 0xFF}),
-       kModeByte924, Bytes({0x19, 0x0C, 0x2A, 0xB1, 0x83, 0xFF})},
+      {"924 seventh digit dropped",
+       {924, 899, 899, 899, 899, 899},
+       Bytes({0x19, 0x0C, 0x2A, 0xB1, 0x83, 0xFF}),
+       kModeByte924,
+       Bytes({0x19, 0x0C, 0x2A, 0xB1, 0x83, 0xFF})},
       // A 924 run that is not a multiple of five: the data reading takes the
       // short last group as single bytes.
       {"924 run of 7", {924, 109, 326, 368, 127, 330, 1, 2}, kError, 0, Bytes({'A', 'B', 'C', 'D', 'E', 'F', 1, 2})},
@@ -95,16 +105,25 @@ TEST(Compaction, ClassicTextAndDataAsEncoded) {
       // Five then two: a full group of six bytes, then two single bytes.
       {"901 run of 7", {901, 109, 326, 368, 127, 330, 71, 72}, "ABCDEFGH", kModeByte, "ABCDEFGH"},
       // Ten: 6 + 6 bytes in the classic text, 6 + 5 in the data.
-      {"901 run of 10", {901, 109, 326, 368, 127, 330, 71, 72, 73, 74, 75},
-       "ABCDEF" + Bytes({42, 106, 53, 47, 94, 3}), kModeByte, "ABCDEFGHIJK"},
+      {"901 run of 10",
+       {901, 109, 326, 368, 127, 330, 71, 72, 73, 74, 75},
+       "ABCDEF" + Bytes({42, 106, 53, 47, 94, 3}),
+       kModeByte,
+       "ABCDEFGHIJK"},
       // A 901 run of five before a latch is the run's end too.
-      {"901 run of 5 then text", {901, 65, 66, 67, 68, 69, 900, 1}, Bytes({38, 212, 160, 138, 41, 5, 'A', 'B'}),
-       kModeByte, "ABCDEAB"},
+      {"901 run of 5 then text",
+       {901, 65, 66, 67, 68, 69, 900, 1},
+       Bytes({38, 212, 160, 138, 41, 5, 'A', 'B'}),
+       kModeByte,
+       "ABCDEAB"},
       // A single byte above 255: the classic text keeps the low bits.
       {"901 low bits", {901, 256 + 65, 899}, Bytes({65, 899 & 0xFF}), kModeByte, kError},
       {"numeric 1524", {902, 1, 624}, "524", kModeNumeric, "524"},
-      {"numeric 44 digits", {902, 442, 468, 658, 254, 249, 833, 72, 640, 676, 489, 54, 267, 648, 11, 223},
-       "01234567890123456789012345678901234567890123", kModeNumeric, "01234567890123456789012345678901234567890123"},
+      {"numeric 44 digits",
+       {902, 442, 468, 658, 254, 249, 833, 72, 640, 676, 489, 54, 267, 648, 11, 223},
+       "01234567890123456789012345678901234567890123",
+       kModeNumeric,
+       "01234567890123456789012345678901234567890123"},
       // A group must start with the 1 that numeric compaction puts in front.
       {"numeric single digit", {902, 5}, "", kModeNumeric, kError},
       // 900 in a numeric run: text in upper case, the classic mode stays 13.
@@ -124,7 +143,10 @@ TEST(Compaction, ClassicTextAndDataAsEncoded) {
       // 111 * 900 + 102), file ID 1 2 3, segment count 3 (1 and 3: 13),
       // file name "FN" (5, 13), last segment. The classic text reads every
       // codeword of the block as text.
-      {"Macro block", {1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922}, "ABDVDMABACADABANAAFN", kModeText,
+      {"Macro block",
+       {1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922},
+       "ABDVDMABACADABANAAFN",
+       kModeText,
        "AB"},
       {"Macro block without its segment index", {1, 928, 111}, "ABDV", kModeText, kError},
       {"Macro block with an unknown field", {1, 928, 111, 102, 923, 9, 1}, "ABDVDMAJAB", kModeText, kError},
@@ -164,22 +186,26 @@ TEST(Compaction, EciMacroAndReaderInitialisationFields) {
       {{1, 927, 3, 89, 926, 0, 5, 925, 7}, "init 0, eci 3 at 2, eci 905 at 3, eci 810907 at 3"},
       {{921, 1}, "init 1"},
       // See the table above.
-      {{1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922}, "init 0, segment 2 of 3 (last), id 001002003, name FN, sender <error>, time -1, checksum -1"},
+      {{1, 928, 111, 102, 1, 2, 3, 923, 1, 13, 923, 0, 163, 922},
+       "init 0, segment 2 of 3 (last), id 001002003, name FN, sender <error>, time -1, checksum -1"},
       // Segment 99999 (199999 = 222 * 900 + 199), not the last; time stamp
       // 1 and 9 (19), checksum 1 and 7 (17).
-      {{928, 222, 199, 7, 923, 2, 19, 923, 6, 17}, "init 0, segment 99999 of -1, id 007, name <error>, sender <error>, time 9, checksum 7"},
+      {{928, 222, 199, 7, 923, 2, 19, 923, 6, 17},
+       "init 0, segment 99999 of -1, id 007, name <error>, sender <error>, time 9, checksum 7"},
   };
   for (const auto& c : cases) {
     Readings r = Decode(c.data);
     ASSERT_EQ(r.dataStatus, 0) << c.fields;
     const DecodedData& d = r.data;
     std::string fields = "init " + std::to_string(d.readerInit);
-    for (int32_t k = 0; k < d.eciCount; ++k) fields += ", eci " + std::to_string(d.ecis[k].designator) + " at " + std::to_string(d.ecis[k].offset);
+    for (int32_t k = 0; k < d.eciCount; ++k)
+      fields += ", eci " + std::to_string(d.ecis[k].designator) + " at " + std::to_string(d.ecis[k].offset);
     const MacroFields& m = d.macro;
     if (m.present) {
-      fields += ", segment " + std::to_string(m.segmentIndex) + " of " + std::to_string(m.segmentCount) + (m.lastSegment ? " (last)" : "") +
-                ", id " + Field(d, m.fileId) + ", name " + Field(d, m.fileName) + ", sender " + Field(d, m.sender) +
-                ", time " + std::to_string(m.timeStamp) + ", checksum " + std::to_string(m.checksum);
+      fields += ", segment " + std::to_string(m.segmentIndex) + " of " + std::to_string(m.segmentCount) +
+                (m.lastSegment ? " (last)" : "") + ", id " + Field(d, m.fileId) + ", name " + Field(d, m.fileName) +
+                ", sender " + Field(d, m.sender) + ", time " + std::to_string(m.timeStamp) + ", checksum " +
+                std::to_string(m.checksum);
     }
     EXPECT_EQ(fields, c.fields);
     FreeDecodedData(r.data);

@@ -26,11 +26,24 @@ TEST(MulDiv, RoundsHalvesAwayFromZeroAndFlagsZeroDivisorAndOverflow) {
   const struct {
     int32_t a, b, c, expected;
   } cases[] = {
-      {1, 1, 2, 1},        {-1, 1, 2, -1},     {3, 1, 2, 2},       {-3, 1, 2, -2},
-      {1, -3, 2, -2},      {-1, -3, 2, 2},     {7, 3, -2, -11},    {100, 100, 3, 3333},
-      {2, 100, 3, 67},     {12, 1000, 17, 706}, {27, 1000, 34, 794}, {0, 5, 7, 0},
-      {5, 100, 0, -1},     {INT_MAX, 2, 1, -1}, {INT_MIN, 1, 1, INT_MIN}, {INT_MIN, -1, 1, -1},
-      {INT_MAX, INT_MAX, INT_MAX, INT_MAX},     {40, 999, 10000, 4},
+      {1, 1, 2, 1},
+      {-1, 1, 2, -1},
+      {3, 1, 2, 2},
+      {-3, 1, 2, -2},
+      {1, -3, 2, -2},
+      {-1, -3, 2, 2},
+      {7, 3, -2, -11},
+      {100, 100, 3, 3333},
+      {2, 100, 3, 67},
+      {12, 1000, 17, 706},
+      {27, 1000, 34, 794},
+      {0, 5, 7, 0},
+      {5, 100, 0, -1},
+      {INT_MAX, 2, 1, -1},
+      {INT_MIN, 1, 1, INT_MIN},
+      {INT_MIN, -1, 1, -1},
+      {INT_MAX, INT_MAX, INT_MAX, INT_MAX},
+      {40, 999, 10000, 4},
   };
   for (const auto& c : cases) EXPECT_EQ(MulDiv(c.a, c.b, c.c), c.expected) << c.a << "*" << c.b << "/" << c.c;
 }
@@ -87,9 +100,11 @@ TEST(FitRobustLine, HandWorkedPointSets) {
     for (auto [a, b] : c.points) x.push_back(a), y.push_back(b);
     float intercept = 0, slope = 0, deviation = 0;
     if (c.failAllocation) alloc_testing::FailOnly(1);
-    const int32_t result = FitRobustLine(x.data(), y.data(), static_cast<int32_t>(c.points.size()), &intercept, &slope, &deviation);
+    const int32_t result =
+        FitRobustLine(x.data(), y.data(), static_cast<int32_t>(c.points.size()), &intercept, &slope, &deviation);
     alloc_testing::Reset();
-    SCOPED_TRACE(::testing::Message() << c.points.size() << " points from (" << c.points[0].first << ", " << c.points[0].second << ")");
+    SCOPED_TRACE(::testing::Message() << c.points.size() << " points from (" << c.points[0].first << ", "
+                                      << c.points[0].second << ")");
     EXPECT_EQ(result, c.result);
     EXPECT_NEAR(intercept, c.intercept, c.tolerance);
     EXPECT_NEAR(slope, c.slope, c.tolerance / 10);
@@ -115,7 +130,8 @@ TEST(SortRecords, OrdersEqualKeysAsTheToolchainsSortDid) {
   for (int i = 0; i < n; ++i) order[i] = i;
   std::sort(order.begin(), order.end(), [&](int x, int y) {
     if (solid[x] == n && solid[y] == n) solid[x == candidate ? x : y] = next++;
-    if (solid[x] == n) candidate = x; else if (solid[y] == n) candidate = y;
+    if (solid[x] == n) candidate = x;
+    else if (solid[y] == n) candidate = y;
     return solid[x] < solid[y];
   });
   for (int div : {1, 3}) {

@@ -229,8 +229,8 @@ std::vector<SymbolRecord> ReadImage(PageImage& image, int forcedThreshold, const
   return ReadGreyPage(image.grey, forcedThreshold, dump);
 }
 
-PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
-                     size_t fileIndex, const std::string& path, const BatchOptions& options) {
+PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context, size_t fileIndex,
+                     const std::string& path, const BatchOptions& options) {
   PageOutcome outcome;
   outcome.page = page + 1;
   const Dump dump = [&](const std::function<std::vector<uint8_t>()>& bmpFile) {

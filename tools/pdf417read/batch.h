@@ -19,7 +19,7 @@ struct BatchOptions {
   std::string dumpDirectory;  // when set, every bitmap handed to the library is saved here
   InputLimits limits;
   uint64_t memoryBudget = uint64_t{2} << 30;  // --max-memory: raster bytes of all pages in flight
-  bool keepBitmaps = false;   // hand each page's bitmap back in PageOutcome::bitmap
+  bool keepBitmaps = false;                   // hand each page's bitmap back in PageOutcome::bitmap
 };
 
 // The outcome of one page: its results, or the reason it could not be read.
@@ -27,8 +27,8 @@ struct PageOutcome {
   int page = 1;  // 1-based
   std::vector<SymbolRecord> symbols;
   std::string error;
-  std::string dumpError;         // --dump-bitmaps could not save the page (its results stand)
-  std::vector<uint8_t> bitmap;   // BMP file of what the library read, with BatchOptions::keepBitmaps
+  std::string dumpError;        // --dump-bitmaps could not save the page (its results stand)
+  std::vector<uint8_t> bitmap;  // BMP file of what the library read, with BatchOptions::keepBitmaps
 };
 
 // Called on the thread that runs RunBatch, strictly in input order.
@@ -56,8 +56,8 @@ std::vector<SymbolRecord> ReadImage(PageImage& image, int threshold, const Dump&
 // Reads page `page` (0-based) of a file opened with OpenSource: the work of
 // one page task, for hosts that schedule pages themselves. fileIndex and
 // path name the page's --dump-bitmaps file.
-PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context,
-                     size_t fileIndex, const std::string& path, const BatchOptions& options);
+PageOutcome ReadPage(const std::shared_ptr<const SourceFile>& source, int page, LoadContext& context, size_t fileIndex,
+                     const std::string& path, const BatchOptions& options);
 
 void RunBatch(const std::vector<std::string>& files, const BatchOptions& options, const BatchSink& sink);
 

@@ -20,12 +20,10 @@ constexpr size_t kFileHeaderSize = 14;
 constexpr size_t kInfoHeaderSize = 40;
 constexpr uint32_t kBiRgb = 0, kBiBitfields = 3, kBiAlphaBitfields = 6;
 
-uint16_t U16(std::span<const uint8_t> b, size_t at) {
-  return static_cast<uint16_t>(b[at] | b[at + 1] << 8);
-}
+uint16_t U16(std::span<const uint8_t> b, size_t at) { return static_cast<uint16_t>(b[at] | b[at + 1] << 8); }
 uint32_t U32(std::span<const uint8_t> b, size_t at) {
-  return static_cast<uint32_t>(b[at]) | static_cast<uint32_t>(b[at + 1]) << 8 |
-         static_cast<uint32_t>(b[at + 2]) << 16 | static_cast<uint32_t>(b[at + 3]) << 24;
+  return static_cast<uint32_t>(b[at]) | static_cast<uint32_t>(b[at + 1]) << 8 | static_cast<uint32_t>(b[at + 2]) << 16 |
+         static_cast<uint32_t>(b[at + 3]) << 24;
 }
 
 // One colour channel described by a bit mask (16- and 32-bit pixels).
@@ -64,7 +62,12 @@ BmpHeader ReadHeader(std::span<const uint8_t> b) {
   h.pixelOffset = U32(b, 10);
   h.headerSize = U32(b, 14);
   switch (h.headerSize) {
-    case 12: case 40: case 52: case 56: case 108: case 124: break;
+    case 12:
+    case 40:
+    case 52:
+    case 56:
+    case 108:
+    case 124: break;
     default: throw ImageError("unsupported BMP header size " + std::to_string(h.headerSize));
   }
   if (b.size() < kFileHeaderSize + h.headerSize) throw ImageError("truncated BMP header");
@@ -142,8 +145,7 @@ PageImage LoadBmp(std::span<const uint8_t> b, LoadContext& context) {
     const bool zeroDarker = tableSize < 2 || tableGrey[0] <= tableGrey[1];
     const bool libraryZeroDark = entry0[0] == 0;
     if (h.headerSize == kInfoHeaderSize && h.compression == kBiRgb && h.width > 0 && !topDown &&
-        h.pixelOffset == kFileHeaderSize + kInfoHeaderSize + 8 && tableSize == 2 &&
-        zeroDarker == libraryZeroDark) {
+        h.pixelOffset == kFileHeaderSize + kInfoHeaderSize + 8 && tableSize == 2 && zeroDarker == libraryZeroDark) {
       out.kind = PageImage::Kind::StoredDib;
       out.memory = context.Reserve(PageBytes(out.kind, width, height));
       out.dib = b.subspan(kFileHeaderSize, kInfoHeaderSize + 8 + static_cast<size_t>(stride * height));
@@ -165,7 +167,8 @@ PageImage LoadBmp(std::span<const uint8_t> b, LoadContext& context) {
       if (dark0 == dark1)  // one colour only
         std::memset(dst, dark0 ? 0x00 : 0xFF, static_cast<size_t>(stride));
       else
-        std::memcpy(dst, b.data() + h.pixelOffset + (topDown ? y : height - 1 - y) * stride, static_cast<size_t>(stride));
+        std::memcpy(dst, b.data() + h.pixelOffset + (topDown ? y : height - 1 - y) * stride,
+                    static_cast<size_t>(stride));
       ClearRowPadding(dst, r.width, r.darkBit);
     }
     return out;
@@ -186,10 +189,10 @@ PageImage LoadBmp(std::span<const uint8_t> b, LoadContext& context) {
         case 8: dst[x] = tableGrey[src[x]]; break;
         case 24: dst[x] = Luminance(src[3 * x + 2], src[3 * x + 1], src[3 * x]); break;
         default: {  // 16 and 32 bits through the channel masks; alpha is ignored
-          const uint32_t px = bpp == 16 ? static_cast<uint32_t>(src[2 * x] | src[2 * x + 1] << 8)
-                                        : static_cast<uint32_t>(src[4 * x]) | static_cast<uint32_t>(src[4 * x + 1]) << 8 |
-                                              static_cast<uint32_t>(src[4 * x + 2]) << 16 |
-                                              static_cast<uint32_t>(src[4 * x + 3]) << 24;
+          const uint32_t px =
+              bpp == 16 ? static_cast<uint32_t>(src[2 * x] | src[2 * x + 1] << 8)
+                        : static_cast<uint32_t>(src[4 * x]) | static_cast<uint32_t>(src[4 * x + 1]) << 8 |
+                              static_cast<uint32_t>(src[4 * x + 2]) << 16 | static_cast<uint32_t>(src[4 * x + 3]) << 24;
           dst[x] = Luminance(Extract(red, px), Extract(green, px), Extract(blue, px));
         }
       }

@@ -55,8 +55,7 @@ FileFormat DetectFormat(std::span<const uint8_t> b) {
   if (starts({'B', 'M'})) return FileFormat::Bmp;
   if (starts({0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'})) return FileFormat::Png;
   // Classic TIFF (42) and BigTIFF (43), both byte orders.
-  if (starts({'I', 'I', 42, 0}) || starts({'M', 'M', 0, 42}) || starts({'I', 'I', 43, 0}) ||
-      starts({'M', 'M', 0, 43}))
+  if (starts({'I', 'I', 42, 0}) || starts({'M', 'M', 0, 42}) || starts({'I', 'I', 43, 0}) || starts({'M', 'M', 0, 43}))
     return FileFormat::Tiff;
   if (b.size() >= 2 && b[0] == 'P' && b[1] >= '1' && b[1] <= '6') return FileFormat::Pnm;
   if (starts({0xFF, 0xD8, 0xFF})) return FileFormat::Jpeg;
@@ -138,7 +137,7 @@ std::vector<uint8_t> ReadWholeFile(const std::string& path, uint64_t maxBytes) {
       if (!keep) ::close(fd);
     }
   } closer{fd, standardInput};
-  struct stat st{};
+  struct stat st {};
   if (::fstat(fd, &st) != 0) throw ImageError(std::strerror(errno));
   if (S_ISDIR(st.st_mode)) throw ImageError(std::strerror(EISDIR));
   const std::string tooLarge = "larger than " + FormatBytes(maxBytes) + " (--max-file-size)";

@@ -18,7 +18,18 @@
 namespace pdf417read {
 namespace {
 
-enum Colour : uint8_t { kWhite, kInk, kDecoded, kUndecoded, kOutline, kGrid, kText, kMidGrey, kLightGrey, kColourCount };
+enum Colour : uint8_t {
+  kWhite,
+  kInk,
+  kDecoded,
+  kUndecoded,
+  kOutline,
+  kGrid,
+  kText,
+  kMidGrey,
+  kLightGrey,
+  kColourCount
+};
 
 constexpr png_color kPalette[kColourCount] = {
     {255, 255, 255},  // paper

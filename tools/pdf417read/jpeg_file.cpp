@@ -76,13 +76,11 @@ PageImage LoadJpeg(std::span<const uint8_t> bytes, LoadContext& context) {
   CheckPageSize(info.image_width, info.image_height);
 
   const bool cmyk = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
-  if (cmyk)
-    info.out_color_space = JCS_CMYK;
+  if (cmyk) info.out_color_space = JCS_CMYK;
   else if (info.jpeg_color_space == JCS_GRAYSCALE || info.jpeg_color_space == JCS_YCbCr ||
            info.jpeg_color_space == JCS_RGB)
     info.out_color_space = JCS_GRAYSCALE;
-  else
-    throw ImageError("JPEG: unsupported colour space");
+  else throw ImageError("JPEG: unsupported colour space");
 
   uint64_t coefficientBytes = 0;
   if (jpeg_has_multiple_scans(&info)) {

@@ -79,7 +79,8 @@ std::string MacroJsonLine(const MacroMessage& m, const TextOptions& options) {
   j["conflicts"] = m.conflicts;
   j["complete"] = m.complete;
   j["bytes"] = Base64(m.data);
-  const std::optional<std::string> text = m.complete ? DataAsUtf8(m.data, m.ecis, options.defaultCharset) : std::nullopt;
+  const std::optional<std::string> text =
+      m.complete ? DataAsUtf8(m.data, m.ecis, options.defaultCharset) : std::nullopt;
   j["text"] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
   j["eci"] = nlohmann::ordered_json::array();
   for (const EciMark& e : m.ecis) j["eci"].push_back({{"designator", e.designator}, {"offset", e.offset}});

@@ -15,14 +15,14 @@ namespace pdf417read {
 // One message as far as the run's symbols go.
 struct MacroMessage {
   std::string fileId;
-  int64_t segmentCount = -1;       // from the symbols (a count field, or the last segment); -1 unknown
-  std::vector<int32_t> present;    // segment indices read, ascending
-  std::vector<int32_t> missing;    // indices below the count (or the highest read) not read
-  std::vector<int32_t> conflicts;  // indices read twice with different data (the first is kept)
-  bool complete = false;           // every segment of a known count read
-  std::vector<uint8_t> data;       // the segments' data in order (complete messages only)
-  std::vector<EciMark> ecis;       // with offsets into data
-  std::vector<ResultOrigin> parts; // where each present segment was read
+  int64_t segmentCount = -1;        // from the symbols (a count field, or the last segment); -1 unknown
+  std::vector<int32_t> present;     // segment indices read, ascending
+  std::vector<int32_t> missing;     // indices below the count (or the highest read) not read
+  std::vector<int32_t> conflicts;   // indices read twice with different data (the first is kept)
+  bool complete = false;            // every segment of a known count read
+  std::vector<uint8_t> data;        // the segments' data in order (complete messages only)
+  std::vector<EciMark> ecis;        // with offsets into data
+  std::vector<ResultOrigin> parts;  // where each present segment was read
 };
 
 // Collects Macro symbols in the order they are reported; a symbol read twice

@@ -22,7 +22,7 @@
 #include "progress.h"
 
 #ifndef PDF417READ_VERSION
-#define PDF417READ_VERSION "unknown"
+#  define PDF417READ_VERSION "unknown"
 #endif
 
 namespace {
@@ -65,21 +65,22 @@ void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
 
 int main(int argc, char** argv) {
   Options o;
-  CLI::App app{"Finds and reads the PDF417 barcodes in scanned pages.\n\n"
-               "Reads BMP, PNG, TIFF (all pages), PBM/PGM/PPM, JPEG and PDF files (every\n"
-               "page rendered at 300 dpi); grey and colour pages are binarised first.\n"
-               "A page may have at most 131072 pixels per side and 2^28 in all.\n"
-               "Prints one line per symbol found:\n"
-               "  file[:page]: direction, text\n"
-               "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and text\n"
-               "is the symbol's data as UTF-8, decoded through the character sets its\n"
-               "ECI designators name (ISO-8859-1 where it names none, see --charset);\n"
-               "control characters show as \\xNN, and data that is no text (8-bit\n"
-               "binary) shows every byte other than printable ASCII as \\xNN. A\n"
-               "candidate that could not be decoded prints as \"?\".\n\n"
-               "Exit status: 0 if a symbol was decoded, 1 if none was, 2 on a usage\n"
-               "error or when a file could not be read.",
-               "pdf417read"};
+  CLI::App app{
+      "Finds and reads the PDF417 barcodes in scanned pages.\n\n"
+      "Reads BMP, PNG, TIFF (all pages), PBM/PGM/PPM, JPEG and PDF files (every\n"
+      "page rendered at 300 dpi); grey and colour pages are binarised first.\n"
+      "A page may have at most 131072 pixels per side and 2^28 in all.\n"
+      "Prints one line per symbol found:\n"
+      "  file[:page]: direction, text\n"
+      "where direction is 0 upright, 1 upside down, 2 or 3 sideways, and text\n"
+      "is the symbol's data as UTF-8, decoded through the character sets its\n"
+      "ECI designators name (ISO-8859-1 where it names none, see --charset);\n"
+      "control characters show as \\xNN, and data that is no text (8-bit\n"
+      "binary) shows every byte other than printable ASCII as \\xNN. A\n"
+      "candidate that could not be decoded prints as \"?\".\n\n"
+      "Exit status: 0 if a symbol was decoded, 1 if none was, 2 on a usage\n"
+      "error or when a file could not be read.",
+      "pdf417read"};
   app.set_version_flag("-V,--version", "pdf417read " PDF417READ_VERSION);
   app.add_option("files", o.files, "Image files to read (\"-\" reads standard input)")->required();
   app.add_flag("--json", o.json,
@@ -94,7 +95,9 @@ int main(int argc, char** argv) {
                  "Character set of data without an ECI designator (an iconv name such as UTF-8 or CP437)")
       ->default_val(pdf417read::kDefaultCharset)
       ->check(CLI::Validator(
-          [](std::string& name) { return pdf417read::CharsetKnown(name) ? std::string() : "unknown character set " + name; },
+          [](std::string& name) {
+            return pdf417read::CharsetKnown(name) ? std::string() : "unknown character set " + name;
+          },
           "CHARSET", "charset"));
   app.add_option("-j,--jobs", o.jobs, "Pages read in parallel (0: one per processor core)")
       ->check(CLI::Range(0, 256))

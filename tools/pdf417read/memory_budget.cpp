@@ -53,8 +53,7 @@ std::string FormatBytes(uint64_t bytes) {
   char text[32];
   if (unit == 0 || value >= 100 || value == static_cast<double>(static_cast<uint64_t>(value)))
     std::snprintf(text, sizeof text, "%.0f %s", value, kUnits[unit]);
-  else
-    std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+  else std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
   return text;
 }
 

@@ -15,7 +15,7 @@
 #include "pdf_module.h"
 
 #ifndef PDF417READ_MODULE_DIR
-#define PDF417READ_MODULE_DIR "."
+#  define PDF417READ_MODULE_DIR "."
 #endif
 
 namespace pdf417read {

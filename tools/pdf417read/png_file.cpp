@@ -47,8 +47,8 @@ struct PngInfo {
   png_uint_32 width, height;
   bool interlaced;
   Mode mode;
-  int darkBit;        // Bits: the bit value of a dark pixel
-  size_t libpngRow;   // bytes libpng writes for a full-width row
+  int darkBit;       // Bits: the bit value of a dark pixel
+  size_t libpngRow;  // bytes libpng writes for a full-width row
 };
 
 // Reads the header and chooses how rows are delivered. Returns false
@@ -86,8 +86,9 @@ bool ReadHeader(png_structp png, png_infop info, PngInfo* out) {
   }
   png_read_update_info(png, info);
   out->libpngRow = png_get_rowbytes(png, info);
-  const size_t expected = out->mode == Mode::Bits ? (out->width + 7) / 8
-                          : out->mode == Mode::Grey ? out->width : size_t{4} * out->width;
+  const size_t expected = out->mode == Mode::Bits   ? (out->width + 7) / 8
+                          : out->mode == Mode::Grey ? out->width
+                                                    : size_t{4} * out->width;
   if (out->libpngRow != expected) png_error(png, "unexpected PNG row layout");
   return true;
 }
@@ -177,10 +178,8 @@ PageImage LoadPng(std::span<const uint8_t> bytes, LoadContext& context) {
         uint8_t* to = whole.data() + PNG_ROW_FROM_PASS_ROW(y, p) * slot;
         for (png_uint_32 x = 0; x < pass.columns; x++) {
           const png_uint_32 column = PNG_COL_FROM_PASS_COL(x, p);
-          if (bits)
-            SetBit(to, column, Bit(from, x));
-          else
-            to[column] = from[x];
+          if (bits) SetBit(to, column, Bit(from, x));
+          else to[column] = from[x];
         }
       }
     }

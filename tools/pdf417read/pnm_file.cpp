@@ -92,7 +92,8 @@ uint64_t LeastDataBytes(const PnmHeader& h) {
   switch (h.kind) {
     case '1': return pixels;
     case '4': return (static_cast<uint64_t>(h.width) + 7) / 8 * static_cast<uint64_t>(h.height);
-    case '5': case '6': return pixels * channels * sampleBytes;
+    case '5':
+    case '6': return pixels * channels * sampleBytes;
     default: return 2 * pixels * channels - 1;
   }
 }

@@ -76,14 +76,13 @@ using TiffPtr = std::unique_ptr<TIFF, TiffCloser>;
 
 // mode "r" reads the first directory, "rh" only the header.
 TiffPtr Open(MemoryFile& file, const char* mode) {
-  std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)> options(TIFFOpenOptionsAlloc(),
-                                                                       TIFFOpenOptionsFree);
+  std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)> options(TIFFOpenOptionsAlloc(), TIFFOpenOptionsFree);
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), OnError, &file);
   TIFFOpenOptionsSetWarningHandlerExtR(options.get(), OnWarning, &file);
   TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), kMaxLibtiffAllocation);
-  TiffPtr tif(TIFFClientOpenExt("tiff", mode, &file, ReadProc, WriteProc, SeekProc, CloseProc, SizeProc,
-                                MapProc, UnmapProc, options.get()));
+  TiffPtr tif(TIFFClientOpenExt("tiff", mode, &file, ReadProc, WriteProc, SeekProc, CloseProc, SizeProc, MapProc,
+                                UnmapProc, options.get()));
   if (!tif) throw ImageError("TIFF: " + (file.firstError.empty() ? std::string("cannot open") : file.firstError));
   return tif;
 }
@@ -100,9 +99,12 @@ struct Flips {
 };
 Flips OrientationFlips(uint16_t orientation) {
   switch (orientation) {
-    case ORIENTATION_TOPRIGHT: case ORIENTATION_RIGHTTOP: return {false, true};
-    case ORIENTATION_BOTRIGHT: case ORIENTATION_RIGHTBOT: return {true, true};
-    case ORIENTATION_BOTLEFT: case ORIENTATION_LEFTBOT: return {true, false};
+    case ORIENTATION_TOPRIGHT:
+    case ORIENTATION_RIGHTTOP: return {false, true};
+    case ORIENTATION_BOTRIGHT:
+    case ORIENTATION_RIGHTBOT: return {true, true};
+    case ORIENTATION_BOTLEFT:
+    case ORIENTATION_LEFTBOT: return {true, false};
     default: return {};
   }
 }
@@ -220,7 +222,8 @@ void ReadThroughRgba(TIFF* t, const MemoryFile& file, uint32_t width, uint32_t h
   image.req_orientation = image.orientation;  // no flipping: done afterwards
   uint32_t band = 0;
   TIFFGetFieldDefaulted(t, TIFFIsTiled(t) ? TIFFTAG_TILELENGTH : TIFFTAG_ROWSPERSTRIP, &band);
-  band = std::clamp<uint32_t>(band, 1, std::max<uint32_t>(1, static_cast<uint32_t>(kMaxBandBytes / (4 * size_t{width}))));
+  band =
+      std::clamp<uint32_t>(band, 1, std::max<uint32_t>(1, static_cast<uint32_t>(kMaxBandBytes / (4 * size_t{width}))));
   band = std::min(band, height);
   std::vector<uint32_t> rgba(size_t{width} * band);
   for (uint32_t top = 0; top < height; top += band) {
@@ -279,9 +282,9 @@ PageImage LoadTiffPage(std::span<const uint8_t> bytes, uint64_t directoryOffset,
   const Flips flips = OrientationFlips(orientation);
 
   PageImage out;
-  const bool bilevel = bitsPerSample == 1 && samplesPerPixel == 1 &&
-                       (!hasPhotometric || photometric == PHOTOMETRIC_MINISWHITE ||
-                        photometric == PHOTOMETRIC_MINISBLACK);
+  const bool bilevel =
+      bitsPerSample == 1 && samplesPerPixel == 1 &&
+      (!hasPhotometric || photometric == PHOTOMETRIC_MINISWHITE || photometric == PHOTOMETRIC_MINISBLACK);
   out.kind = bilevel ? PageImage::Kind::Bits : PageImage::Kind::Grey;
   out.memory = context.Reserve(PageBytes(out.kind, width, height));
   const size_t rowBytes = bilevel ? DibStride(width) : width;
@@ -290,8 +293,7 @@ PageImage LoadTiffPage(std::span<const uint8_t> bytes, uint64_t directoryOffset,
     ReadBilevel(t, file, width, height, rows);
     // A missing photometric tag is read as min-is-white, as fax files mean it.
     BitRaster& r = out.bits;
-    r = {static_cast<int>(width), static_cast<int>(height), photometric == PHOTOMETRIC_MINISBLACK ? 0 : 1,
-         rows.Take()};
+    r = {static_cast<int>(width), static_cast<int>(height), photometric == PHOTOMETRIC_MINISBLACK ? 0 : 1, rows.Take()};
     std::vector<uint8_t> scratch;
     for (uint32_t y = 0; y < height; y++) {
       uint8_t* row = r.rows.data() + y * rowBytes;
