@@ -1,9 +1,18 @@
-// Writes the bundled grey samples: a photo-like JPEG of one symbol (seen at
-// an angle, under uneven light, blurred, compressed) and a one-page PDF on
-// which a symbol is drawn as vector rectangles, as document generators draw
-// them.
-//
-// Usage: make_sample_files PHOTO.jpg SCAN.pdf
+// Writes the bundled sample files and the pages the Python tests read, one
+// per call:
+//   make_sample_files page OUT.bmp    data/sample-page.bmp: an A5-sized page
+//       at 200 dpi, three symbols of module width 3 px and row height 9 px,
+//       upright, upside down and sideways, each placed by the top-left
+//       corner of its body's box so that its edges fall on whole pixels;
+//   make_sample_files photo OUT.jpg   data/sample-photo.jpg: a photo-like
+//       JPEG of one symbol (seen at an angle, under uneven light, blurred,
+//       compressed);
+//   make_sample_files pdf OUT.pdf     data/sample-scan.pdf: a one-page PDF on
+//       which a symbol is drawn as vector rectangles, as document generators
+//       draw them;
+//   make_sample_files macro OUT.bmp   two Macro PDF417 symbols of one message
+//       (file ID 123456): part 1 of 2 holds "Grüße, " in UTF-8 (ECI 26) and
+//       "café" in ISO-8859-1 (ECI 3), part 2 holds "end".
 
 #include <cstdio>
 #include <fstream>
@@ -12,6 +21,7 @@
 #include <vector>
 
 #include "factory/image_files.h"
+#include "factory/page_factory.h"
 #include "factory/photo_factory.h"
 
 namespace {
@@ -83,12 +93,59 @@ bool WritePdf(const std::string& path) {
   return WriteBytes(path, pdf);
 }
 
+bool WritePage(const std::string& path) {
+  const struct {
+    const char* text;
+    int ecLevel, columns, left, top, direction;
+  } placements[] = {
+      {"Hello from the sample page", 2, 3, 440, 280, 0},
+      {"314159265358979323846264338327", 2, 2, 280, 940, 2},
+      {"Order #42: 3 x widgets @ 7.50 EUR; thanks!", 3, 3, 830, 920, 3},
+  };
+  Page page = MakePage(1240, 1754);
+  for (const auto& p : placements) {
+    const SymbolOptions options{p.text, p.ecLevel, p.columns};
+    EncodedSymbol symbol;
+    std::string error;
+    if (!EncodeSymbol(options, &symbol, &error)) {
+      std::fprintf(stderr, "cannot encode \"%s\": %s\n", p.text, error.c_str());
+      return false;
+    }
+    const double length = symbol.widthModules * 3.0, thickness = symbol.rows * 9.0, sideways = p.direction >= 2;
+    PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2,
+                p.top + (sideways ? length : thickness) / 2, p.direction);
+  }
+  for (const SymbolTruth& s : page.symbols) std::printf("direction %d: \"%s\"\n", s.direction, s.data.c_str());
+  return WriteBmp(page, path);
+}
+
+bool WriteMacroPage(const std::string& path) {
+  Page page = MakePage(600, 500);
+  SymbolOptions parts[2] = {{.segments = {{26,
+                                           "Gr\xc3\xbc\xc3\x9f"
+                                           "e, "},
+                                          {3, "caf\xe9"}}},
+                            {.data = "end"}};
+  for (int i = 0; i < 2; i++) {
+    parts[i].macroIndex = i + 1, parts[i].macroCount = 2, parts[i].macroId = "123456";
+    std::string error;
+    if (!PlaceSymbol(page, parts[i], 300, 120 + 260 * i, 0, 0.0, &error)) {
+      std::fprintf(stderr, "cannot place symbol %d: %s\n", i + 1, error.c_str());
+      return false;
+    }
+  }
+  return WriteBmp(page, path);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: %s PHOTO.jpg SCAN.pdf\n", argv[0]);
-    return 2;
-  }
-  return WritePhoto(argv[1]) && WritePdf(argv[2]) ? 0 : 1;
+  const std::string what = argc == 3 ? argv[1] : "";
+  const bool ok = what == "page"    ? WritePage(argv[2])
+                  : what == "photo" ? WritePhoto(argv[2])
+                  : what == "pdf"   ? WritePdf(argv[2])
+                  : what == "macro" ? WriteMacroPage(argv[2])
+                                    : (std::fprintf(stderr, "usage: %s page|photo|pdf|macro OUTPUT\n", argv[0]), false);
+  if (!ok && !what.empty()) std::fprintf(stderr, "cannot write %s\n", argv[2]);
+  return ok ? 0 : what.empty() ? 2 : 1;
 }
