@@ -6,13 +6,16 @@
 // pattern, some data codewords damaged: decoding with half the correction
 // codewords gives back the payload, the level the row indicators state and
 // a consistent symbol, at every level and for every row count modulo 3
-// (which the indicators carry with the level).
+// (which the indicators carry with the level); byte runs of every length
+// and ECI segments come back as the bytes the encoder was given.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <memory>
 #include <random>
 #include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "decode/correction_workspace.h"
@@ -85,43 +88,82 @@ TEST(ErrorCorrection, RefusesWhatTheWorkStorageCannotHold) {
   EXPECT_EQ(CorrectErrors(*ws, zeros.data(), 0, 3), -1);
 }
 
+struct Decoded {
+  int32_t status = -99, eclValue = -1;
+  bool consistent = false;
+  std::string data;                               // "<none>": no data
+  std::vector<std::pair<int32_t, int32_t>> ecis;  // designator, offset
+};
+
+// The encoder's symbol as a codeword matrix, one cell per codeword holding
+// the encoder's own width pattern, `damaged` data codewords replaced by their
+// row neighbours', decoded with half the correction codewords.
+Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0) {
+  testing::EncodedSymbol e;
+  std::string error;
+  EXPECT_TRUE(testing::EncodeSymbol(o, &e, &error)) << error;
+  std::vector<std::string> patterns = testing::CodewordPatterns(e);
+  const int k = e.dataColumns + 2;
+  for (int j = 0; j < damaged; ++j) {
+    const int at = (j * 7) % e.rows * k + 1 + (j * 3) % e.dataColumns;
+    patterns[at] = patterns[at % k == e.dataColumns ? at - 1 : at + 1];
+  }
+  CellGrid grid{static_cast<int32_t>(patterns.size()), AllocArray<CodewordCell>(patterns.size())};
+  for (size_t i = 0; i < patterns.size(); ++i) {
+    CodewordCell& cell = grid.cells[i];
+    cell.candidateCount = 1;
+    std::memcpy(cell.candidates[0], patterns[i].data(), 8);
+    std::memcpy(cell.moduleDigits, patterns[i].data(), 8);
+    for (int x = 0; x < 8; ++x) cell.elementWidths[x] = 3 * (patterns[i][x] - '0');
+  }
+  Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
+  MatrixDecoding out{};
+  Decoded d;
+  d.status = DecodeCodewordMatrix(*ws, grid, e.rows, k, out);
+  d.eclValue = out.eclValue;
+  d.consistent = out.consistent;
+  const DecodedData& data = out.data;
+  d.data = data.store ? std::string(reinterpret_cast<const char*>(data.store), data.dataLength) : "<none>";
+  for (int32_t i = 0; i < data.eciCount; ++i) d.ecis.emplace_back(data.ecis[i].designator, data.ecis[i].offset);
+  FreeMatrixDecoding(out);
+  FreeCellGrid(grid);
+  return d;
+}
+
 TEST(MatrixDecoder, EncoderSymbolsDecodeToTheirPayloadAndLevel) {
   const struct {
     int level, columns;
     size_t length;
-    int damaged;  // data codewords replaced by their row neighbours', at most (2^level - 1) / 2
+    int damaged;  // at most (2^level - 1) / 2
   } cases[] = {{0, 1, 4, 0},  {0, 2, 20, 0},  {1, 1, 12, 0},  {2, 3, 40, 1},   {3, 2, 30, 3},
                {3, 4, 70, 2}, {4, 5, 120, 7}, {5, 6, 90, 15}, {6, 9, 200, 20}, {8, 20, 300, 100}};
-  Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   for (const auto& c : cases) {
     const testing::SymbolOptions o{testing::TextPayload(c.length, c.level + 1), c.level, c.columns};
-    testing::EncodedSymbol e;
-    std::string error;
-    ASSERT_TRUE(testing::EncodeSymbol(o, &e, &error)) << error;
-    SCOPED_TRACE(::testing::Message() << "level " << c.level << ", " << e.rows << " rows x " << e.dataColumns);
-    std::vector<std::string> patterns = testing::CodewordPatterns(e);
-    const int k = e.dataColumns + 2;
-    for (int j = 0; j < c.damaged; ++j) {
-      const int at = (j * 7) % e.rows * k + 1 + (j * 3) % e.dataColumns;
-      patterns[at] = patterns[at % k == e.dataColumns ? at - 1 : at + 1];
-    }
-    CellGrid grid{static_cast<int32_t>(patterns.size()), AllocArray<CodewordCell>(patterns.size())};
-    for (size_t i = 0; i < patterns.size(); ++i) {
-      CodewordCell& cell = grid.cells[i];
-      cell.candidateCount = 1;
-      std::memcpy(cell.candidates[0], patterns[i].data(), 8);
-      std::memcpy(cell.moduleDigits, patterns[i].data(), 8);
-      for (int x = 0; x < 8; ++x) cell.elementWidths[x] = 3 * (patterns[i][x] - '0');
-    }
-    MatrixDecoding out{};
-    EXPECT_EQ(DecodeCodewordMatrix(*ws, grid, e.rows, k, out), 0);
-    EXPECT_EQ(out.eclValue, (1 << c.level) - 1);
-    EXPECT_TRUE(out.consistent);
-    ASSERT_NE(out.data.store, nullptr);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.data.store), out.data.dataLength), o.data);
-    FreeMatrixDecoding(out);
-    FreeCellGrid(grid);
+    const Decoded d = DecodeEncoded(o, c.damaged);
+    EXPECT_TRUE(d.status == 0 && d.consistent && d.eclValue == (1 << c.level) - 1) << "level " << c.level;
+    EXPECT_EQ(d.data, o.data) << "level " << c.level;
   }
+}
+
+// The data as the encoder was given it: byte runs of every length 1-40 (a
+// run's last group is written one byte per codeword unless it holds six),
+// of bytes no text codeword holds so that the run is exactly that long,
+// alone and between text and digits; and ECI segments in Shift JIS,
+// ISO-8859-1 and UTF-8, each designator at the offset its segment starts.
+TEST(MatrixDecoder, ByteRunsOfEveryLengthAndEciSegments) {
+  for (size_t n = 1; n <= 40; ++n) {
+    std::string run;
+    for (size_t i = 0; i < n; ++i) run.push_back(static_cast<char>(i % 7 == 3 ? 0 : 128 + (i * 37 + n) % 128));
+    for (const std::string& payload : {run, "Before " + run + "12345678901234567890"}) {
+      EXPECT_EQ(DecodeEncoded({payload, 2}).data, payload) << n << " bytes";
+    }
+  }
+  const Decoded d = DecodeEncoded({.segments = {{20, "\x93\xfa\x96\x7b"}, {3, "caf\xe9"}, {26, "\xc3\xbc"}}});
+  EXPECT_EQ(d.data,
+            "\x93\xfa\x96\x7b"
+            "caf\xe9"
+            "\xc3\xbc");
+  EXPECT_EQ(d.ecis, (std::vector<std::pair<int32_t, int32_t>>{{20, 0}, {3, 4}, {26, 8}}));
 }
 
 }  // namespace
