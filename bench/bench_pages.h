@@ -71,7 +71,7 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
             testing::TextPayload(static_cast<size_t>(180 + 30 * i), seed + static_cast<uint32_t>(i));
         ok = PlaceBenchSymbol(page, data, 5, mw, at[i].x * s + jitter, at[i].y * s + jitter, at[i].direction);
       }
-      if (ok && type.kind == 4) testing::AddSaltAndPepper(page, 0.002, seed, true);
+      if (ok && type.kind == 4) testing::AddSaltAndPepper(page, 0.002, seed);
       break;
     }
     case 3: {

@@ -10,6 +10,7 @@
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
 #include "support/alloc.h"
+#include "support/record_sort.h"
 
 namespace pdf417 {
 namespace {
@@ -18,6 +19,12 @@ namespace {
 constexpr int32_t kMaxLines = 1 << 16;
 
 int32_t NextCluster(int32_t cluster) { return (cluster + 3) % 9; }
+
+// One line's reading of a cell: its pattern's eight digits as one number.
+struct LineReading {
+  uint64_t pattern;
+  int32_t line;
+};
 
 // Reads a scan line run by run: the start pattern near the line's start,
 // then codeword after codeword, each the next eight runs, each measured
@@ -123,9 +130,15 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   Point* const bottom = bottomOwner.get();
   Point* const top = topOwner.get();
   if (!bottom || !top) return -1;
-  // One line per pixel of the longer outline side.
+  // One line per pixel of the longer outline side. A side longer than the
+  // image's width and height together does not lie on the image: its
+  // corners ran off it (a fit gone astray, or corners that wrapped), and
+  // its lines would read nothing at a cost that grows with their number.
   const int32_t lines = std::max({RoundedDistance(corners[0], corners[1]), RoundedDistance(corners[2], corners[3]), 1});
-  if (lines > kMaxLines || int64_t{lines} * k > INT32_MAX / kPatternLength) return -1;
+  if (lines > kMaxLines || lines > int64_t{image.width} + image.height ||
+      int64_t{lines} * k > INT32_MAX / kPatternLength) {
+    return -1;
+  }
   // The column boundaries, where a line's cells are cut when reading run by
   // run loses count; a boundary whose fitted edge meets the top and bottom
   // lines far off the outline is no use for that.
@@ -192,7 +205,7 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   }
   const int32_t found = RowsFromLineClusters(clusters, lines, rowOf);
 
-  if (found < 1) return -1;
+  if (found < 1 || found > kMaxSymbolRows) return -1;
 
   // Each cell: the pattern of its row's cluster that most of the row's
   // lines read (the first of them on a tie). A row's lines lie between its
@@ -208,30 +221,44 @@ int32_t SampleCellGridByClusters(const BitImage& image, Point p1, Point p3, Poin
   for (int32_t t = 0; t < lines; ++t) {
     if (rowOf[t] >= 0) lastLine[rowOf[t]] = t;
   }
+  // A row's readings of one cell, as (pattern, line) pairs.
+  Owned<LineReading[]> readingsOwner = MakeOwnedArray<LineReading>(static_cast<size_t>(lines));
+  LineReading* const readings = readingsOwner.get();
+  if (readings == nullptr) return -1;
   grid.cells = AllocArray<CodewordCell>(static_cast<size_t>(found) * static_cast<size_t>(k));
   if (grid.cells == nullptr) return -1;
   grid.count = found * k;
-  for (int32_t c = 0; c < k; ++c) {
-    for (int32_t t = 0; t < lines; ++t) {
-      const int32_t r = rowOf[t];
-      if (r < 0) continue;
-      const char* pattern = &patterns[cellAt(t, c) * kPatternLength];
-      if (pattern[0] == 0 || ClusterOfPattern(pattern) != clusters[t]) continue;
+  for (int32_t r = 0; r < found; ++r) {
+    for (int32_t c = 0; c < k; ++c) {
+      int32_t n = 0;
+      for (int32_t t = firstLine[r]; t <= lastLine[r]; ++t) {
+        const char* pattern = &patterns[cellAt(t, c) * kPatternLength];
+        if (rowOf[t] != r || pattern[0] == 0 || ClusterOfPattern(pattern) != clusters[t]) continue;
+        readings[n].line = t;
+        std::memcpy(&readings[n++].pattern, pattern, kPatternLength);
+      }
+      // Equal patterns side by side, each group in line order: the group
+      // with the most lines wins, the one read first on a tie, and the cell
+      // takes the widths of its first line.
+      SortRecords(readings, readings + n, [](const LineReading& a, const LineReading& b) {
+        return a.pattern != b.pattern ? a.pattern < b.pattern : a.line < b.line;
+      });
+      int32_t bestVotes = 0, bestLine = 0;
+      for (int32_t i = 0, j = 0; i < n; i = j) {
+        while (j < n && readings[j].pattern == readings[i].pattern) ++j;
+        if (j - i > bestVotes || (j - i == bestVotes && readings[i].line < bestLine)) {
+          bestVotes = j - i;
+          bestLine = readings[i].line;
+        }
+      }
+      if (bestVotes == 0) continue;
       CodewordCell& cell = grid.cells[cellAt(r, c)];
-      // cell.candidateCount holds the best pattern's votes so far.
-      int32_t votes = 0;
-      for (int32_t u = firstLine[r]; u <= lastLine[r]; ++u) {
-        votes += rowOf[u] == r && std::memcmp(&patterns[cellAt(u, c) * kPatternLength], pattern, kPatternLength) == 0;
-      }
-      if (votes > cell.candidateCount) {
-        cell.candidateCount = votes;
-        std::memcpy(cell.candidates[0], pattern, kPatternLength);
-        std::memcpy(cell.moduleDigits, pattern, kPatternLength);
-        std::memcpy(cell.elementWidths, &widths[cellAt(t, c) * kPatternLength], sizeof cell.elementWidths);
-      }
+      cell.candidateCount = 1;
+      std::memcpy(cell.candidates[0], &patterns[cellAt(bestLine, c) * kPatternLength], kPatternLength);
+      std::memcpy(cell.moduleDigits, cell.candidates[0], kPatternLength);
+      std::memcpy(cell.elementWidths, &widths[cellAt(bestLine, c) * kPatternLength], sizeof cell.elementWidths);
     }
   }
-  for (int32_t i = 0; i < grid.count; ++i) grid.cells[i].candidateCount = std::min(grid.cells[i].candidateCount, 1);
   *rows = found;
   return 0;
 }

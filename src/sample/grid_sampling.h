@@ -74,6 +74,10 @@ void CountElementWidths(const int32_t* matrix, int64_t elements, int32_t* bars, 
 // cost time in proportion to the grid's size.
 inline constexpr int32_t kMaxGridRows = 2048;
 inline constexpr int32_t kMaxGridColumns = 64;
+// The most rows a symbol has. The reading that gives each scan line the row
+// its cluster says builds a grid of the rows it found: a grid of more rows
+// cannot decode, however long its correction takes.
+inline constexpr int32_t kMaxSymbolRows = 90;
 
 // Samples the width matrix between the bottom line p1-p3 and the top line
 // p0-p2 on the boundaries selected edges 4 .. k + 4 (k = selection.used - 9),
