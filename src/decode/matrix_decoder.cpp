@@ -30,7 +30,9 @@ double CandidateDeviation(const int32_t* w, const char* pattern) {
 
 // Moves every cell's best fitting (variant 0) or worst fitting (variant 1)
 // candidate to the first place. Cells with fewer than two candidates stay.
-void OrderCandidates(CellGrid& grid, int32_t variant) {
+// Returns whether any cell's first candidate changed.
+bool OrderCandidates(CellGrid& grid, int32_t variant) {
+  bool moved = false;
   for (int32_t c = 0; c < grid.count; ++c) {
     CodewordCell& cell = grid.cells[c];
     if (cell.candidateCount <= 1) continue;
@@ -48,8 +50,10 @@ void OrderCandidates(CellGrid& grid, int32_t variant) {
       std::memcpy(first, cell.candidates[0], kPatternLength);
       std::memcpy(cell.candidates[0], cell.candidates[chosen], kPatternLength);
       std::memcpy(cell.candidates[chosen], first, kPatternLength);
+      moved = true;
     }
   }
+  return moved;
 }
 
 // Exchanges row r with row rows - 1 - r, whole cells at a time.
@@ -128,12 +132,15 @@ namespace {
 
 // Correction with all correction codewords but two, for the voted level
 // (*eclPower) and, when that does not give a consistent symbol, for every
-// other level a symbol of n codewords can have, the levels with more votes
-// first: the row indicators that carry the level may be the ones a blotch
-// covers. A level is taken only when the corrected symbol is consistent;
-// *eclPower then holds it. Returns the number of corrected codewords, or a
-// negative value (the voted level's result) when no level gives a
-// consistent symbol; the codewords are then as the voted level left them.
+// other level a symbol of n codewords can have that some row indicator
+// states, the levels with more votes first: the row indicators that carry
+// the level may be the ones a blotch covers. (Levels no indicator states
+// are not tried: on a misread grid each is a correction with up to 254
+// syndromes that cannot succeed.) A level is taken only when the corrected
+// symbol is consistent; *eclPower then holds it. Returns the number of
+// corrected codewords, or a negative value (the voted level's result) when no
+// level gives a consistent symbol; the codewords are then as the voted level
+// left them.
 int32_t CorrectWithAnyLevel(CorrectionWorkspace& ws, int32_t* codewords, int32_t n, const int32_t* votes,
                             int32_t* eclPower) {
   Owned<int32_t[]> read = MakeOwnedArray<int32_t>(static_cast<size_t>(n));
@@ -144,10 +151,10 @@ int32_t CorrectWithAnyLevel(CorrectionWorkspace& ws, int32_t* codewords, int32_t
   Owned<int32_t[]> votedResult = MakeOwnedArray<int32_t>(static_cast<size_t>(n));
   if (!votedResult) return first;
   std::memcpy(votedResult.get(), codewords, sizeof(int32_t) * static_cast<size_t>(n));
-  // The other levels, most votes first, then from the lowest.
+  // The other levels stated, most votes first, then from the lowest.
   int32_t order[9], count = 0;
   for (int32_t e = 0; e < 9; ++e) {
-    if ((1 << e) != voted && (int64_t{2} << e) < n) order[count++] = e;
+    if ((1 << e) != voted && (int64_t{2} << e) < n && votes[e] > 0) order[count++] = e;
   }
   // Insertion sort keeps equal votes in level order and, unlike std::stable_sort,
   // needs no temporary buffer from the C++ runtime (C programs link the static library).
@@ -232,7 +239,10 @@ int32_t DecodeCodewordMatrix(CorrectionWorkspace& ws, CellGrid& grid, int32_t ro
       ReverseRows(grid, rows, columns);
       out.flipped = 1;
     }
-    OrderCandidates(grid, attempt % 2);
+    // A try reads only each cell's first candidate: when the worst fitting
+    // candidates are the best fitting ones (no cell has two), it would read
+    // what the try before it read, and fail the same way.
+    if (!OrderCandidates(grid, attempt % 2) && attempt % 2 == 1) continue;
     status = DecodeCells(ws, grid, rows, columns, out, strength);
     if (status >= 0) break;
   }

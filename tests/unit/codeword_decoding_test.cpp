@@ -97,8 +97,12 @@ struct Decoded {
 
 // The encoder's symbol as a codeword matrix, one cell per codeword holding
 // the encoder's own width pattern, `damaged` data codewords replaced by their
-// row neighbours', decoded with half the correction codewords.
-Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0) {
+// row neighbours' and, with `indicatorsOf`, the row indicators of all rows
+// but every sixth replaced by that symbol's (of the same size); decoded with half the
+// correction codewords, or all but two.
+Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0,
+                      const testing::EncodedSymbol* indicatorsOf = nullptr,
+                      CorrectionStrength strength = CorrectionStrength::kHalf) {
   testing::EncodedSymbol e;
   std::string error;
   EXPECT_TRUE(testing::EncodeSymbol(o, &e, &error)) << error;
@@ -107,6 +111,10 @@ Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0) {
   for (int j = 0; j < damaged; ++j) {
     const int at = (j * 7) % e.rows * k + 1 + (j * 3) % e.dataColumns;
     patterns[at] = patterns[at % k == e.dataColumns ? at - 1 : at + 1];
+  }
+  for (int r = 0; indicatorsOf != nullptr && r < e.rows; ++r) {
+    const std::vector<std::string> other = testing::CodewordPatterns(*indicatorsOf);
+    if (r % 6 != 5) patterns[r * k] = other[r * k], patterns[r * k + k - 1] = other[r * k + k - 1];
   }
   CellGrid grid{static_cast<int32_t>(patterns.size()), AllocArray<CodewordCell>(patterns.size())};
   for (size_t i = 0; i < patterns.size(); ++i) {
@@ -119,7 +127,7 @@ Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0) {
   Owned<CorrectionWorkspace> ws(AllocArray<CorrectionWorkspace>(1));
   MatrixDecoding out{};
   Decoded d;
-  d.status = DecodeCodewordMatrix(*ws, grid, e.rows, k, out);
+  d.status = DecodeCodewordMatrix(*ws, grid, e.rows, k, out, strength);
   d.eclValue = out.eclValue;
   d.consistent = out.consistent;
   const DecodedData& data = out.data;
@@ -143,6 +151,24 @@ TEST(MatrixDecoder, EncoderSymbolsDecodeToTheirPayloadAndLevel) {
     EXPECT_TRUE(d.status == 0 && d.consistent && d.eclValue == (1 << c.level) - 1) << "level " << c.level;
     EXPECT_EQ(d.data, o.data) << "level " << c.level;
   }
+}
+
+// Row indicators that state another level in most rows (indicators
+// blotched or overprinted): the voted level cannot correct the symbol, and
+// with all but two correction codewords the reader tries the other levels
+// the indicators state, taking the one that gives a consistent symbol.
+TEST(MatrixDecoder, LevelOutvotedByDamagedIndicators) {
+  const testing::SymbolOptions o{testing::TextPayload(60, 9), 3, 4};
+  testing::EncodedSymbol e, other;
+  ASSERT_TRUE(testing::EncodeSymbol(o, &e, nullptr));
+  for (size_t length = 60; length > 0 && other.rows != e.rows; --length) {
+    ASSERT_TRUE(testing::EncodeSymbol({testing::TextPayload(length, 9), 4, 4}, &other, nullptr));
+  }
+  ASSERT_EQ(other.rows, e.rows);
+  EXPECT_FALSE(DecodeEncoded(o, 0, &other).consistent);
+  const Decoded d = DecodeEncoded(o, 0, &other, CorrectionStrength::kAllButTwo);
+  EXPECT_TRUE(d.consistent && d.eclValue == 7) << "level " << d.eclValue;
+  EXPECT_EQ(d.data, o.data);
 }
 
 // The data as the encoder was given it: byte runs of every length 1-40 (a
