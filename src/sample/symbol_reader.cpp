@@ -44,6 +44,24 @@ ReadingGeometry GeometryOf(const Outline& o, int32_t rows, int32_t columns) {
   return ReadingGeometry{o.upperLeft, o.lowerLeft, o.upperRight, o.lowerRight, rows, columns};
 }
 
+// Whether a grid read codeword by codeword cannot give a consistent symbol
+// because too many of its data cells have no candidate. Each such cell is,
+// but by chance, a codeword to correct; a consistent symbol of n data
+// codewords has 2^(e+1) < n correction codewords, and correction with all
+// but two of them repairs at most 2^e - 1 < n / 2 codewords and never more
+// than 127 (at most 254 locating syndromes). Outlines that take in the
+// blank paper between two labels are refused here instead of in a dozen
+// corrections of up to 254 syndromes each.
+bool TooManyEmptyCells(const CellGrid& grid, int32_t rows, int32_t columns) {
+  const int64_t n = int64_t{rows} * (columns - 2);
+  if (n < 1 || int64_t{rows} * columns > grid.count) return false;  // the decoder refuses these itself
+  int64_t empty = 0;
+  for (int64_t r = 0; r < rows; ++r) {
+    for (int32_t c = 1; c + 1 < columns; ++c) empty += grid.cells[r * columns + c].candidateCount < 1;
+  }
+  return empty > std::min<int64_t>(127, (n - 1) / 2);
+}
+
 // Samples the grid of one outline and decodes it into out (emptied first).
 // The reading by codeword totals always corrects with all but two
 // correction codewords and reports the row and column counts the row
@@ -57,11 +75,14 @@ int32_t DecodeOutline(const BitImage& image, const Outline& o, int32_t rows, con
   out.geometry = GeometryOf(o, rows, k);
   const int32_t status = SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid, reading);
   if (status == 0) {
-    if (reading == GridReading::kByCodewordTotal) {
+    const bool byTotal = reading == GridReading::kByCodewordTotal;
+    if (byTotal) {
       if (indicated) *indicated = ReadIndicatedSize(grid, rows, k);
       strength = CorrectionStrength::kAllButTwo;
     }
-    DecodeCodewordMatrix(correction, grid, rows, k, out.decoding, strength);
+    if (!byTotal || !TooManyEmptyCells(grid, rows, k)) {
+      DecodeCodewordMatrix(correction, grid, rows, k, out.decoding, strength);
+    }
   }
   FreeCellGrid(grid);
   return status;
@@ -137,7 +158,9 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, co
   }
   SymbolReading again{};
   again.geometry = GeometryOf(o, rows, k);
-  DecodeCodewordMatrix(correction, grid, rows, k, again.decoding, CorrectionStrength::kAllButTwo);
+  if (!TooManyEmptyCells(grid, rows, k)) {
+    DecodeCodewordMatrix(correction, grid, rows, k, again.decoding, CorrectionStrength::kAllButTwo);
+  }
   FreeCellGrid(grid);
   return TakeIfConsistent(again, result);
 }
