@@ -470,9 +470,9 @@ int main(int argc, char** argv) {
   if (zopt.enabled) {
     std::printf("ZXing: ReadBarcodes, formats PDF417, tryRotate on, tryHarder %s, binarizer %s, 8-bit grey input.\n",
                 zopt.tryHarder ? "on" : "off", zopt.fixedThreshold ? "FixedThreshold" : "LocalAverage");
-    if (grey) {
-      std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
-    }
+  }
+  if (grey) {
+    std::printf("This library: PDF417_ReadGrey; a --baseline build: the page binarised with Otsu's threshold.\n");
   }
   std::printf("Rate: symbols whose exact bytes were returned / symbols placed. Times: median ms per page (%s).\n\n",
               gWallClock ? "wall clock" : "thread CPU time");
