@@ -112,8 +112,8 @@ Decoded DecodeEncoded(const testing::SymbolOptions& o, int damaged = 0,
     const int at = (j * 7) % e.rows * k + 1 + (j * 3) % e.dataColumns;
     patterns[at] = patterns[at % k == e.dataColumns ? at - 1 : at + 1];
   }
-  for (int r = 0; indicatorsOf != nullptr && r < e.rows; ++r) {
-    const std::vector<std::string> other = testing::CodewordPatterns(*indicatorsOf);
+  const std::vector<std::string> other = indicatorsOf ? testing::CodewordPatterns(*indicatorsOf) : patterns;
+  for (int r = 0; r < e.rows; ++r) {
     if (r % 6 != 5) patterns[r * k] = other[r * k], patterns[r * k + k - 1] = other[r * k + k - 1];
   }
   CellGrid grid{static_cast<int32_t>(patterns.size()), AllocArray<CodewordCell>(patterns.size())};
