@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "image/transforms.h"
-#include "sample/perspective_reading.h"
+#include "sample/projective_reading.h"
 #include "sample/symbol_reader.h"
 #include "support/alloc.h"
 #include "support/geometry.h"

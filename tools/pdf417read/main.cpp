@@ -16,7 +16,7 @@
 
 #include "batch.h"
 #include "charset.h"
-#include "inspect.h"
+#include "reading_picture.h"
 #include "macro_join.h"
 #include "output_format.h"
 #include "progress.h"

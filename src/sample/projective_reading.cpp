@@ -1,4 +1,4 @@
-#include "sample/perspective_reading.h"
+#include "sample/projective_reading.h"
 
 #include <algorithm>
 #include <cmath>

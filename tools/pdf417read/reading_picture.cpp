@@ -1,6 +1,6 @@
 // The --inspect picture: a 16-colour canvas the size of the page, lines and
 // a 5 x 7 bitmap font drawn into it, written as a palette PNG with libpng.
-#include "inspect.h"
+#include "reading_picture.h"
 
 #include <png.h>
 
