@@ -48,8 +48,37 @@ inline int32_t Sub(int32_t a, int32_t b) { return (a - b + kFieldSize) % kFieldS
 inline int32_t Mul(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * b % kFieldSize; }
 inline int32_t Div(int32_t a, int32_t b) { return (a == 0 || b == 0) ? 0 : a * Inverse(b) % kFieldSize; }
 
+// Whether every entry of the n x n matrix A[1..n][1..n] is a field element
+// (0..928). Elimination keeps them so; its row updates can then take the
+// plain remainder of each product.
+bool AllFieldElements(int32_t n, const int32_t (*A)[kCorrectionMatrixSize]) {
+  bool fieldElements = true;
+  for (int32_t i = 1; i <= n; ++i) {
+    for (int32_t j = 1; j <= n; ++j) fieldElements &= A[i][j] >= 0 && A[i][j] < kFieldSize;
+  }
+  return fieldElements;
+}
+
+// row[j] = row[j] - factor * source[j] for j = from..to, every value a field
+// element: Mul is the plain remainder of the product, and Sub(a, p) is
+// a - p, plus 929 below 0.
+inline void SubtractScaledRow(int32_t* row, const int32_t* source, uint32_t factor, int32_t from, int32_t to) {
+  constexpr uint32_t q = kFieldSize;
+  for (int32_t j = from; j <= to; ++j) {
+    const uint32_t p = static_cast<uint32_t>(source[j]) * factor % q;
+    const uint32_t a = static_cast<uint32_t>(row[j]);
+    row[j] = static_cast<int32_t>(a >= p ? a - p : a + q - p);
+  }
+}
+
 // The rank over the field of the n x n matrix A[1..n][1..n] (destroyed).
+// Entries are brought into 0..928 first (syndromes already are), so every
+// row update takes the plain remainder of each product, and the pivot's
+// inverse is taken once for all rows below it.
 int32_t MatrixRank(int32_t n, int32_t (*A)[kCorrectionMatrixSize]) {
+  for (int32_t i = 1; i <= n; ++i) {
+    for (int32_t j = 1; j <= n; ++j) A[i][j] = Mod(A[i][j]);
+  }
   int32_t rank = 0;
   for (int32_t col = 1; col <= n && rank < n; ++col) {
     int32_t pivot = rank + 1;
@@ -57,10 +86,10 @@ int32_t MatrixRank(int32_t n, int32_t (*A)[kCorrectionMatrixSize]) {
     if (pivot > n) continue;  // no pivot in this column
     ++rank;
     for (int32_t j = col; j <= n; ++j) std::swap(A[rank][j], A[pivot][j]);
+    const uint32_t inverse = static_cast<uint32_t>(Inverse(A[rank][col]));
     for (int32_t i = rank + 1; i <= n; ++i) {
-      const int32_t factor = Div(A[i][col], A[rank][col]);
-      if (factor == 0) continue;
-      for (int32_t j = col; j <= n; ++j) A[i][j] = Sub(A[i][j], Mul(factor, A[rank][j]));
+      const uint32_t factor = static_cast<uint32_t>(A[i][col]) * inverse % kFieldSize;
+      if (factor != 0) SubtractScaledRow(A[i], A[rank], factor, col, n);
     }
   }
   return rank;
@@ -109,10 +138,7 @@ bool SolveLinearSystem(int32_t n, int32_t (*A)[kCorrectionMatrixSize], int32_t* 
   // Field elements (0..928) stay field elements under the reduction; then a
   // row update needs neither the zero tests of Mul nor a second remainder
   // for Sub. Any other entry takes the general arithmetic.
-  bool fieldElements = true;
-  for (int32_t i = 1; i <= n; ++i) {
-    for (int32_t j = 1; j <= n; ++j) fieldElements &= A[i][j] >= 0 && A[i][j] < kFieldSize;
-  }
+  const bool fieldElements = AllFieldElements(n, A);
   for (int32_t k = 1; k <= n; ++k) {
     int32_t pivotRow = k;
     for (int32_t i = k + 1; i <= n; ++i) {
@@ -141,15 +167,7 @@ bool SolveLinearSystem(int32_t n, int32_t (*A)[kCorrectionMatrixSize], int32_t* 
       const int32_t multiplier = A[i][k];
       b[i] = Sub(b[i], Mul(bQuotient, multiplier));
       if (fieldElements) {
-        // quotient[j] and the multiplier are field elements: Mul is the plain
-        // remainder of the product, and Sub(a, p) is a - p, plus 929 below 0.
-        constexpr uint32_t q = kFieldSize;
-        const uint32_t m = static_cast<uint32_t>(multiplier);
-        for (int32_t j = n; j >= k; --j) {
-          const uint32_t p = static_cast<uint32_t>(quotient[j]) * m % q;
-          const uint32_t a = static_cast<uint32_t>(A[i][j]);
-          A[i][j] = static_cast<int32_t>(a >= p ? a - p : a + q - p);
-        }
+        SubtractScaledRow(A[i], quotient, static_cast<uint32_t>(multiplier), k, n);
       } else {
         for (int32_t j = n; j >= k; --j) A[i][j] = Sub(A[i][j], Mul(quotient[j], multiplier));
       }
