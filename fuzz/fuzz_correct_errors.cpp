@@ -1,5 +1,7 @@
 // Reed-Solomon correction over arbitrary codeword sequences and levels, and
-// over valid sequences with at most t errors, which it must undo exactly.
+// over valid sequences with at most t errors, which it must undo exactly;
+// the corrector that locates by the syndromes' shortest recurrence against
+// the one that solves linear systems.
 #include <cstdlib>
 #include <memory>
 #include <vector>
@@ -22,14 +24,27 @@ void FreeInput(CorrectionWorkspace& ws, ByteReader& in) {
   // Exact-size array: AddressSanitizer catches any access outside it.
   std::unique_ptr<int32_t[]> codewords(new int32_t[n]);
   for (int32_t i = 0; i < n; ++i) codewords[i] = in.U16() % 929;
+  std::vector<int32_t> received(codewords.get(), codewords.get() + n), again = received;
   const int32_t result = CorrectErrors(ws, codewords.get(), n, m);
+  const int32_t recurrence = CorrectToCodeword(ws, again.data(), n, m);
   if (n < 1 || n > kMaxSequenceLength || m < 0 || m > kMaxLocatingSyndromes) {
-    Require(result == -1);
+    Require(result == -1 && recurrence == -1);
     return;
   }
   Require(result >= -1 && result <= m / 2);
   for (int32_t i = 0; i < n; ++i) Require(codewords[i] >= 0 && codewords[i] < 929);
   if (result >= 0) Require(Syndrome(codewords.get(), n, m + 1) == 0);
+  // Both correctors agree on every result that is a codeword (syndromes
+  // 1..m+1 all 0); the recurrence corrector returns nothing else and leaves
+  // what it cannot correct as it was.
+  bool codeword = result >= 0;
+  for (int32_t j = 1; j <= m + 1 && codeword; ++j) codeword = Syndrome(codewords.get(), n, j) == 0;
+  if (codeword || recurrence >= 0) {
+    Require(recurrence == result);
+    for (int32_t i = 0; i < n; ++i) Require(again[i] == codewords[i]);
+  } else {
+    Require(recurrence == -1 && again == received);
+  }
 }
 
 void ValidInput(CorrectionWorkspace& ws, ByteReader& in) {
@@ -51,9 +66,10 @@ void ValidInput(CorrectionWorkspace& ws, ByteReader& in) {
   for (const auto& [position, value] : errors) codewords[position] = (codewords[position] + value) % 929;
   int32_t wrong = 0;
   for (int32_t i = 0; i < n; ++i) wrong += codewords[i] != clean[i];
+  std::vector<int32_t> again(codewords.get(), codewords.get() + n);
   const int32_t result = CorrectErrors(ws, codewords.get(), n, m);
-  Require(result == wrong);
-  for (int32_t i = 0; i < n; ++i) Require(codewords[i] == clean[i]);
+  Require(result == wrong && CorrectToCodeword(ws, again.data(), n, m) == wrong);
+  for (int32_t i = 0; i < n; ++i) Require(codewords[i] == clean[i] && again[i] == clean[i]);
 }
 
 }  // namespace

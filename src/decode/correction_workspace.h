@@ -24,6 +24,10 @@ struct CorrectionWorkspace {
   int32_t locator[kCorrectionMatrixSize];  // Lambda_1..Lambda_nu
   int32_t positions[kCorrectionMatrixSize];
   int32_t values[kCorrectionMatrixSize];
+  // Recurrences of the shortest-recurrence search, coefficients 0..m.
+  int32_t connection[kMaxLocatingSyndromes + 2];
+  int32_t previousConnection[kMaxLocatingSyndromes + 2];
+  int32_t savedConnection[kMaxLocatingSyndromes + 2];
 };
 static_assert(sizeof(CorrectionWorkspace) < 256 * 1024, "the workspace is part of every read's context");
 

@@ -182,6 +182,97 @@ bool SolveLinearSystem(int32_t n, int32_t (*A)[kCorrectionMatrixSize], int32_t* 
   return true;
 }
 
+namespace {
+
+// Values of the errors at ws.positions[1..nu]: sum_i E_i X_i^r = S_r for
+// r = 1..nu, X_i = 3^(p_i), into ws.values[1..nu].
+bool SolveErrorValues(CorrectionWorkspace& ws, int32_t nu) {
+  for (int32_t i = 1; i <= nu; ++i) {
+    const int32_t X = Power(ws.positions[i]);
+    int32_t power = X;
+    for (int32_t r = 1; r <= nu; ++r) {
+      ws.workMatrix[r][i] = power;
+      power = Mul(power, X);
+    }
+  }
+  for (int32_t r = 1; r <= nu; ++r) ws.rightSide[r] = ws.syndromes[r];
+  return SolveLinearSystem(nu, ws.workMatrix, ws.rightSide, ws.values);
+}
+
+// The shortest recurrence C_0 = 1, C_1..C_L with S_j + C_1 S_(j-1) + ... +
+// C_L S_(j-L) = 0 for j = L+1..m (Berlekamp-Massey) into ws.connection;
+// returns L, or -1 as soon as L exceeds m / 2 (no error pattern that m
+// syndromes can locate then produces them).
+int32_t ShortestRecurrence(CorrectionWorkspace& ws, int32_t m) {
+  int32_t* C = ws.connection;
+  int32_t* B = ws.previousConnection;
+  int32_t* T = ws.savedConnection;
+  const int32_t* S = ws.syndromes;
+  for (int32_t i = 0; i <= m; ++i) C[i] = B[i] = 0;
+  C[0] = B[0] = 1;
+  int32_t L = 0, degreeB = 0, shift = 1, lastDiscrepancy = 1;
+  for (int32_t k = 0; k < m; ++k) {
+    uint32_t d = static_cast<uint32_t>(S[k + 1]);
+    for (int32_t i = 1; i <= L; ++i)
+      d = (d + static_cast<uint32_t>(C[i]) * static_cast<uint32_t>(S[k + 1 - i])) % kFieldSize;
+    if (d == 0) {
+      ++shift;
+      continue;
+    }
+    const uint32_t factor = d * static_cast<uint32_t>(Inverse(lastDiscrepancy)) % kFieldSize;
+    if (2 * L <= k) {
+      for (int32_t i = 0; i <= L; ++i) T[i] = C[i];
+      SubtractScaledRow(C + shift, B, factor, 0, degreeB);
+      for (int32_t i = 0; i <= L; ++i) B[i] = T[i];
+      degreeB = L;
+      L = k + 1 - L;
+      lastDiscrepancy = static_cast<int32_t>(d);
+      shift = 1;
+      if (2 * L > m) return -1;
+    } else {
+      SubtractScaledRow(C + shift, B, factor, 0, degreeB);
+      ++shift;
+    }
+  }
+  return L;
+}
+
+}  // namespace
+
+int32_t CorrectToCodeword(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m) {
+  if (n < 1 || n > kMaxSequenceLength || m < 0 || m > kMaxLocatingSyndromes) return -1;
+  Syndromes(c, n, m, ws.syndromes);
+  const int32_t errors = ShortestRecurrence(ws, m);
+  if (errors < 0) return -1;
+  // Error positions p are the roots 3^(-p) of C(x) = 1 + C_1 x + ... + C_L x^L;
+  // the search stops when the positions left cannot hold the roots missing.
+  const int32_t* C = ws.connection;
+  int32_t found = 0;
+  for (int32_t p = 0; p < n && found < errors && found + (n - p) >= errors; ++p) {
+    const uint32_t x = static_cast<uint32_t>(Power(kFieldSize - 1 - p));
+    uint32_t acc = 0;
+    for (int32_t i = errors; i >= 0; --i) acc = (acc * x + static_cast<uint32_t>(C[i])) % kFieldSize;
+    if (acc == 0) ws.positions[++found] = p;
+  }
+  if (found < errors || !SolveErrorValues(ws, errors)) return -1;
+  for (int32_t i = 1; i <= errors; ++i) {
+    int32_t& target = c[n - 1 - ws.positions[i]];
+    ws.solution[i] = target;
+    target = Sub(Mod(target), ws.values[i]);
+  }
+  // A recurrence of length L <= m / 2 with L roots is the locator of the one
+  // pattern of L errors those syndromes have, and the values make syndromes
+  // 1..m of the corrected sequence 0; the check covers m + 1 as well.
+  Syndromes(c, n, m, ws.syndromes);
+  bool codeword = Syndrome(c, n, m + 1) == 0;
+  for (int32_t j = 1; j <= m && codeword; ++j) codeword = ws.syndromes[j] == 0;
+  if (!codeword) {
+    for (int32_t i = errors; i >= 1; --i) c[n - 1 - ws.positions[i]] = ws.solution[i];
+    return -1;
+  }
+  return errors;
+}
+
 int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m) {
   // Longer sequences would need 3^(-p) for p >= 928, where positions repeat;
   // no PDF417 symbol holds more than 928 codewords, so such input is refused.
@@ -229,17 +320,7 @@ int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* c, int32_t n, int32_t m)
     }
     if (found < errors) return -1;
 
-    // Values: sum_i E_i X_i^r = S_r for r = 1..nu, X_i = 3^(p_i).
-    for (int32_t i = 1; i <= errors; ++i) {
-      const int32_t X = Power(ws.positions[i]);
-      int32_t power = X;
-      for (int32_t r = 1; r <= errors; ++r) {
-        ws.workMatrix[r][i] = power;
-        power = Mul(power, X);
-      }
-    }
-    for (int32_t r = 1; r <= errors; ++r) ws.rightSide[r] = S[r];
-    if (!SolveLinearSystem(errors, ws.workMatrix, ws.rightSide, ws.values)) return -1;
+    if (!SolveErrorValues(ws, errors)) return -1;
 
     for (int32_t i = 1; i <= errors; ++i) {
       int32_t& target = c[n - 1 - ws.positions[i]];

@@ -23,6 +23,17 @@ inline constexpr int32_t kMaxSequenceLength = 928;
 // repeat), m < 0 or m > 255 (beyond the work storage).
 int32_t CorrectErrors(CorrectionWorkspace& ws, int32_t* codewords, int32_t n, int32_t m);
 
+// Corrects codewords[0..n-1] in place to the sequence within m / 2 changed
+// codewords whose syndromes 3^1..3^(m+1) are all 0, and returns the number
+// of changed codewords; -1, with the codewords as they were, when there is
+// none. Errors are located by the shortest recurrence of the syndromes
+// (Berlekamp-Massey) in O(m^2 + n m) instead of CorrectErrors' O(m^3).
+// Whenever CorrectErrors' result has those m + 1 syndromes 0, this returns
+// the same count and sequence, and the other way round; CorrectErrors may
+// also return a sequence whose syndromes 1..m are not all 0 (it checks
+// only m + 1), this never does. The same inputs are refused.
+int32_t CorrectToCodeword(CorrectionWorkspace& ws, int32_t* codewords, int32_t n, int32_t m);
+
 // C(3^j) of codewords[0..n-1] (n >= 1, 0 <= j <= 928) by Horner's rule,
 // codewords[0] carrying the highest power.
 int32_t Syndrome(const int32_t* codewords, int32_t n, int32_t j);

@@ -55,6 +55,12 @@ TEST(ErrorCorrection, CorrectsUpToHalfTheLocatingSyndromesAndReportsMore) {
       while (static_cast<int32_t>(positions.size()) < c.errors) positions.insert(rng() % damaged.size());
       for (size_t p : positions) damaged[p] = (damaged[p] + 1 + rng() % 928) % 929;
       const bool correctable = c.errors <= m / 2;
+      // The locating-by-recurrence corrector also leaves what it cannot
+      // correct as it was.
+      std::vector<int32_t> again = damaged;
+      EXPECT_EQ(CorrectToCodeword(*ws, again.data(), static_cast<int32_t>(again.size()), m),
+                correctable ? c.errors : -1);
+      EXPECT_TRUE(correctable ? again == clean : again == damaged);
       EXPECT_EQ(CorrectErrors(*ws, damaged.data(), static_cast<int32_t>(damaged.size()), m),
                 correctable ? c.errors : -1);
       EXPECT_TRUE(!correctable || damaged == clean);
