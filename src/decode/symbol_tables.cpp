@@ -119,8 +119,30 @@ int32_t FindNearestCodeword(const char* pattern, const SymbolCharacterTable& tab
 int32_t ResolveCodeword(const char* pattern, const SymbolCharacterTable& table) {
   int32_t codeword = 0;
   if (LookupCodeword(pattern, table, &codeword) == 0) return codeword;
-  // The exact lookup failed, so no record is at distance 0.
-  return table.records[NearestRecord(pattern, table, 1)].codeword;
+  // The exact lookup failed, so no record is at distance 0. The scan may stop
+  // at the first record at the least distance any record can have:
+  // - Every record's digits sum to 17 and start with '1' or more, so a
+  //   pattern of characters up to '1' (an empty cell's zero bytes) is the
+  //   same distance from every record: the first one is the nearest.
+  // - A pattern whose character codes also sum to 17 is an even distance 2k
+  //   from every record (|d| has the parity of d), k modules moved, and each
+  //   move changes the cluster number by at most 2: a pattern whose cluster
+  //   number is 3 from the table's (a symbol character of another cluster)
+  //   is at least 4 from every record.
+  int32_t sum = 0;
+  bool low = true;
+  for (int32_t i = 0; i < kPatternLength; ++i) {
+    sum += static_cast<signed char>(pattern[i]) - '0';
+    low = low && static_cast<signed char>(pattern[i]) <= '1';
+  }
+  if (low) return table.records[0].codeword;
+  int32_t floor = 1;
+  if (sum == 17) {
+    const int32_t apart = (ClusterOfPattern(pattern) - ClusterOfPattern(table.records[0].pattern) + 9) % 9;
+    const int32_t clusterSteps = apart < 9 - apart ? apart : 9 - apart;
+    floor = clusterSteps > 2 ? 4 : 2;
+  }
+  return table.records[NearestRecord(pattern, table, floor)].codeword;
 }
 
 bool IsSymbolCharacter(const char* pattern) {

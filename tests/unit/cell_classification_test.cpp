@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -224,6 +225,32 @@ TEST(SymbolTables, InvariantsTheLookupNeedsAndKnownCodewords) {
       {"\0\0\0\0\0\0\0\0", 6, 2},
   };
   for (const auto& c : cases) EXPECT_EQ(ResolveCodeword(c.pattern, ClusterTable(c.cluster)), c.codeword) << c.cluster;
+  // Any other pattern (digit patterns that sum to 17 and those that do not)
+  // resolves to the first record at the least distance, found by scanning
+  // every record.
+  std::mt19937 rng(5);
+  for (int32_t trial = 0; trial < 20000; ++trial) {
+    char pattern[8];
+    const SymbolCharacterTable& table = kSymbolCharacterTables[trial % 3];
+    std::memcpy(pattern, kSymbolCharacterTables[(trial + 1) % 3].records[rng() % kCodewordCount].pattern, 8);
+    const uint32_t from = rng() % 8, to = rng() % 8;
+    switch (trial % 4) {
+      case 0:  // a symbol character of another cluster
+        break;
+      case 1:  // a module moved: the digits still sum to 17
+        if (pattern[from] > '1') --pattern[from], ++pattern[to];
+        break;
+      case 2: pattern[from] = static_cast<char>('0' + rng() % 10); break;
+      default:
+        for (char& ch : pattern) ch = static_cast<char>('0' + rng() % (trial % 8 == 3 ? 2 : 8));
+    }
+    int32_t best = 0;
+    for (int32_t r = 1; r < kCodewordCount; ++r) {
+      if (PatternDistance(pattern, table.records[r].pattern) < PatternDistance(pattern, table.records[best].pattern))
+        best = r;
+    }
+    ASSERT_EQ(ResolveCodeword(pattern, table), table.records[best].codeword) << std::string(pattern, 8);
+  }
   int32_t codeword = 0;
   EXPECT_EQ(LookupCodeword("\0\0\0\0\0\0\0\0", ClusterTable(0), &codeword), kPatternNotFound);
 }
