@@ -306,6 +306,9 @@ void ClassifyCellByTotal(CodewordCell& cell) {
   Option options[1 + kPatternLength * (kPatternLength - 1)];
   int32_t n = 0;
   const auto add = [&](const int32_t* c) {
+    // Only clusters 0, 3 and 6 hold symbol characters: the others' options
+    // could never be taken, so they are not kept to be sorted.
+    if ((c[0] - c[2] + c[4] - c[6] + 9) % 3 != 0) return;
     Option& o = options[n++];
     o.cost = 0;
     for (int32_t e = 0; e < kPatternLength; ++e) {
