@@ -5,6 +5,7 @@
 
 #include "decode/cell_grid.h"
 #include "decode/symbol_tables.h"
+#include "sample/module_centres.h"
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
 #include "support/alloc.h"
@@ -119,8 +120,25 @@ void ShiftAlong(Point a, Point b, int32_t rows, int32_t offset, const Point* fro
   for (int32_t i = 0; i < rows; ++i) to[i] = Point{from[i].x + dx, from[i].y + dy};
 }
 
+// Cells of one line of every row, read at module centres between the
+// boundary points left[i] (boundary 0) and right[i] (boundary k), with the
+// symbol's module width.
+int32_t ReadLineAtModuleCentres(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t k,
+                                double width, SamplingWorkspace& ws, CellGrid& grid) {
+  const size_t cellCount = static_cast<size_t>(k) * static_cast<size_t>(rows);
+  grid.cells = AllocArray<CodewordCell>(cellCount);
+  if (grid.cells == nullptr) return -1;
+  grid.count = static_cast<int32_t>(cellCount);
+  for (int32_t i = 0; i < rows; ++i) {
+    ReadRowAtModuleCentres(image, left[i], right[i], k, width, ws,
+                           grid.cells + static_cast<size_t>(rows - 1 - i) * static_cast<size_t>(k));
+  }
+  return 0;
+}
+
 int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const Point* top, int32_t rows, int32_t k,
-                             SamplingWorkspace& ws, int32_t* matrix, Point* left, Point* right, CellGrid& grid) {
+                             SamplingWorkspace& ws, int32_t* matrix, Point* left, Point* right, CellGrid& grid,
+                             GridReading reading) {
   // Three sample lines per row: mid-row and a quarter row above and below.
   // A line that clips a neighbouring row or crosses a spot of noise misreads
   // a codeword; the other two outvote it.
@@ -136,8 +154,19 @@ int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const P
   for (int32_t j = 0; j <= k; ++j) RowSamplePoints(bottom[j], top[j], rows, ws.profile, &centred[j * rows], true);
   CellGrid grids[kLines] = {};
   int32_t status = 0;
+  double moduleWidth = 0;
+  if (reading == GridReading::kAtModuleCentres) {
+    moduleWidth = SymbolModuleWidth(image, &centred[0], &centred[k * rows], rows, k, ws);
+    if (moduleWidth <= 0) return 0;  // no line locks onto a grid: the grid stays empty
+  }
   for (int32_t g = 0; g < kLines && status == 0; ++g) {
     if (g > 0 && rowHeight < 3) break;  // rows too low to hold three lines
+    if (reading == GridReading::kAtModuleCentres) {
+      ShiftAlong(bottom[0], top[0], rows, offsets[g], &centred[0], left);
+      ShiftAlong(bottom[k], top[k], rows, offsets[g], &centred[k * rows], right);
+      status = ReadLineAtModuleCentres(image, left, right, rows, k, moduleWidth, ws, grids[g]);
+      continue;
+    }
     std::fill(matrix, matrix + static_cast<size_t>(cellCount) * 8, 0);
     for (int32_t j = 0; j < k; ++j) {
       ShiftAlong(bottom[j], top[j], rows, offsets[g], &centred[j * rows], left);
@@ -189,8 +218,8 @@ int32_t SampleCellGrid(const BitImage& image, Point p1, Point p3, Point p0, Poin
     // nearly parallel to the top or bottom line) holds no row to sample.
     if (!WithinImageReach(image, bottom[j], top[j])) return -1;
   }
-  if (reading == GridReading::kByCodewordTotal) {
-    return SampleCellGridByVote(image, bottom, top, rows, k, ws, matrix.get(), left.get(), right.get(), grid);
+  if (reading != GridReading::kHistogram) {
+    return SampleCellGridByVote(image, bottom, top, rows, k, ws, matrix.get(), left.get(), right.get(), grid, reading);
   }
   for (int32_t j = 0; j < k; ++j) {
     RowSamplePoints(bottom[j], top[j], rows, ws.profile, left.get());

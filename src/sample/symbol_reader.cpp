@@ -75,7 +75,7 @@ int32_t DecodeOutline(const BitImage& image, const Outline& o, int32_t rows, con
   out.geometry = GeometryOf(o, rows, k);
   const int32_t status = SampleCellGrid(image, o.p1, o.p3, o.p0, o.p2, rows, selection, ws, grid, reading);
   if (status == 0) {
-    const bool byTotal = reading == GridReading::kByCodewordTotal;
+    const bool byTotal = reading != GridReading::kHistogram;
     if (byTotal) {
       if (indicated) *indicated = ReadIndicatedSize(grid, rows, k);
       strength = CorrectionStrength::kAllButTwo;
@@ -101,27 +101,32 @@ bool TakeIfConsistent(SymbolReading& candidate, SymbolReading& result) {
 }
 
 // The reading of a selection by codeword totals, with the sample line in the
-// middle of its row (GridReading::kByCodewordTotal): for the estimated row
+// middle of its row (GridReading::kByCodewordTotal), or at module centres
+// along the same lines (GridReading::kAtModuleCentres): for the estimated row
 // count, one row more and one less (an estimate off by one misplaces every
 // line), and the row count the row indicators of the first of these grids
-// state. Reports the column count the indicators state in *indicatedColumns
+// state (at module centres: the estimate and that count). Reports the column count the indicators state in *indicatedColumns
 // (0 when unknown).
-bool ReadByCodewordTotal(const BitImage& image, const EdgeSelection& selection, SamplingWorkspace& ws,
-                         CorrectionWorkspace& correction, SymbolReading& result, int32_t* indicatedColumns) {
+bool ReadByRowLines(const BitImage& image, const EdgeSelection& selection, GridReading reading, SamplingWorkspace& ws,
+                    CorrectionWorkspace& correction, SymbolReading& result, int32_t* indicatedColumns) {
   const Outline o = OutlineOf(selection);
   int32_t estimated = 0;
   if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) != 0) return false;
-  int32_t tries[4] = {estimated, estimated + 1, estimated - 1, 0};
+  // The reading at module centres reads the row indicators well enough to
+  // go by the row count they state instead of trying both neighbours.
+  const bool byIndicators = reading == GridReading::kAtModuleCentres;
+  int32_t tries[4] = {estimated, byIndicators ? 0 : estimated + 1, byIndicators ? 0 : estimated - 1, 0};
   for (int32_t t = 0; t < 4; ++t) {
     const int32_t rows = tries[t];
     if (rows < 1) continue;
     SymbolReading again{};
     IndicatedSize indicated{};
-    DecodeOutline(image, o, rows, selection, GridReading::kByCodewordTotal, CorrectionStrength::kAllButTwo, ws,
-                  correction, again, &indicated);
+    DecodeOutline(image, o, rows, selection, reading, CorrectionStrength::kAllButTwo, ws, correction, again,
+                  &indicated);
     if (t == 0) {
       *indicatedColumns = indicated.dataColumns;
-      if (indicated.rows != estimated && indicated.rows != estimated + 1 && indicated.rows != estimated - 1) {
+      if (indicated.rows != estimated &&
+          (byIndicators || (indicated.rows != estimated + 1 && indicated.rows != estimated - 1))) {
         tries[3] = indicated.rows;
       }
     }
@@ -165,6 +170,9 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, co
   return TakeIfConsistent(again, result);
 }
 
+// The widest module, in pixels, that is also read at module centres.
+constexpr int32_t kMaxCentredModule = 2;
+
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
@@ -172,9 +180,14 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
                     const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
                     SymbolReading& result) {
   const int32_t patternWidth = params.patternWidth;
-  int32_t indicated = 0;
-  if (first != nullptr && (ReadByCodewordTotal(image, *first, ws, correction, result, &indicated) ||
-                           ReadByClusterRows(image, *first, params, ws, correction, result))) {
+  int32_t indicated = 0, unused = 0;
+  // Modules under kMaxCentredModule pixels are read at their centres too,
+  // when the readings by widths fail; wider ones have widths to measure.
+  const bool narrow = 17 * kMaxCentredModule > params.patternWidth;
+  if (first != nullptr &&
+      (ReadByRowLines(image, *first, GridReading::kByCodewordTotal, ws, correction, result, &indicated) ||
+       ReadByClusterRows(image, *first, params, ws, correction, result) ||
+       (narrow && ReadByRowLines(image, *first, GridReading::kAtModuleCentres, ws, correction, result, &unused)))) {
     return true;
   }
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
@@ -184,8 +197,10 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
     EdgeSelection layout{};
     if (SelectEdgesByLayout(edges, count, columns, layout) != 0) continue;
     int32_t alsoIndicated = 0;
-    const bool read = ReadByCodewordTotal(image, layout, ws, correction, result, &alsoIndicated) ||
-                      ReadByClusterRows(image, layout, params, ws, correction, result);
+    const bool read =
+        ReadByRowLines(image, layout, GridReading::kByCodewordTotal, ws, correction, result, &alsoIndicated) ||
+        ReadByClusterRows(image, layout, params, ws, correction, result) ||
+        (narrow && ReadByRowLines(image, layout, GridReading::kAtModuleCentres, ws, correction, result, &unused));
     FreeEdgeSelection(layout);
     if (read) return true;
     if (t == 0 && alsoIndicated > 0 && tries[2] == 0) tries[2] = alsoIndicated + 2;

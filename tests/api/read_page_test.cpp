@@ -207,6 +207,13 @@ std::vector<Case> Cases() {
   cases.push_back({1, 3.0, 4, 30, Payload::Text, 233, 2.0, 5});
   cases.push_back({1, 3.0, 4, 6, Payload::Text, 135, -3.0, 3});
   cases.push_back({0, 2.0, 3, 20, Payload::Numeric, 1500});
+  // Modules 1.2-1.45 pixels wide, where a one-module element is one pixel
+  // or two and a two-module element two or three, at low levels that leave
+  // few codewords to correct.
+  for (int direction = 0; direction < 4; ++direction) {
+    cases.push_back({direction, 1.2 + 0.08 * direction, 2 + direction % 2, 4 + 2 * direction, Payload::Text,
+                     size_t{100}, direction % 2 ? 1.5 : 0.0, 3});
+  }
   return cases;
 }
 
