@@ -165,7 +165,7 @@ void MatrixAndHighLevelSeeds() {
 void LoaderSeeds() {
   const testing::Page page = SmallPage({"loader seed", 2, 2, 2.0}, 0);
   const fs::path dir = gRoot / "image_loaders", file = gRoot / "page.tmp";
-  Write(dir / "page.bmp", testing::ToBmpFile(page));
+  Write(dir / "page.bmp", testing::MakeBmp(page, {}));
   Write(dir / "grey8.bmp", testing::MakeBmp(page, {.bitCount = 8}));
   Write(dir / "core.bmp", testing::MakeBmp(page, {.headerSize = 12}));
   for (char kind : {'1', '2', '4', '5', '6'}) Write(dir / (std::string("page.p") + kind), testing::MakePnm(page, kind));

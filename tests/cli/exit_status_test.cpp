@@ -120,7 +120,7 @@ struct Case {
 // header claims.
 std::vector<Case> Cases() {
   const Page page = PageWithSymbol("hostile");
-  const std::vector<uint8_t> bmp = ToBmpFile(page), grey = MakeBmp(page, {.bitCount = 8});
+  const std::vector<uint8_t> bmp = MakeBmp(page, {}), grey = MakeBmp(page, {.bitCount = 8});
   std::vector<uint8_t> rle = bmp, huge = bmp, cut = bmp, fivePages, stream = Bytes("P5\n4096 4096\n255\n");
   rle[30] = 1;                                                                             // BI_RLE8
   for (size_t at : {18u, 22u}) huge[at] = 0xA0, huge[at + 1] = 0x86, huge[at + 2] = 0x01;  // 100000 x 100000 pixels
@@ -137,7 +137,7 @@ std::vector<Case> Cases() {
       {"unknown option", Files({{"page.bmp", bmp}}, {"--no-such-option"}), 2, {"--no-such-option", "--help"}},
       {"--threshold 257", Files({{"page.bmp", bmp}}, {"--threshold", "257"}), 2, {"not in range", "--help"}},
       {"--jobs -1", Files({{"page.bmp", bmp}}, {"--jobs", "-1"}), 2, {"not in range", "--help"}},
-      {"no symbol", Files({{"blank.bmp", ToBmpFile(MakePage(64, 64))}}), 1, {}},
+      {"no symbol", Files({{"blank.bmp", MakeBmp(MakePage(64, 64), {})}}), 1, {}},
       {"standard input",
        Files({}, {"--decoded-only", "-"}),
        0,

@@ -105,8 +105,6 @@ std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark) {
   return dib;
 }
 
-std::vector<uint8_t> ToBmpFile(const Page& page) { return MakeBmp(page, {}); }
-
 bool WriteBmp(const Page& page, const std::string& path) {
   const std::vector<uint8_t> bytes = MakeBmp(page, {});
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
