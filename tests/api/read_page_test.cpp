@@ -341,18 +341,17 @@ TEST(ReadGrey, CleanGreyPageReadsAsItsOneBitForm) {
 // the page and its quarter turn find is reported twice, as on a 1-bit page.)
 TEST(ReadGrey, PhotoLikeSample) {
   for (int k = 0; k < kPhotoDistortionCount; ++k) {
-    const auto kind = static_cast<PhotoDistortion>(k);
     for (uint32_t i = 0; i < 3; ++i) {
       GreyPicture picture;
       std::string error;
-      ASSERT_TRUE(RenderPhoto(PhotoSample(kind, i), &picture, &error)) << error;
+      ASSERT_TRUE(RenderPhoto(PhotoSample(static_cast<PhotoDistortion>(k), i), &picture, &error)) << error;
       const ApiRead read = ReadGrey(picture.grey.data(), picture.width, picture.height, picture.width);
       int exact = 0;
       for (const ApiResult& r : read.results) {
-        EXPECT_TRUE(!r.hasData || r.data == picture.truth.data) << PhotoDistortionName(kind) << " " << i;
+        EXPECT_TRUE(!r.hasData || r.data == picture.truth.data) << "distortion " << k << " sample " << i;
         exact += r.hasData && r.data == picture.truth.data;
       }
-      EXPECT_GE(exact, 1) << PhotoDistortionName(kind) << " " << i;
+      EXPECT_GE(exact, 1) << "distortion " << k << " sample " << i;
     }
   }
 }
