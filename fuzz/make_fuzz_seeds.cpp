@@ -86,18 +86,10 @@ void SymbolPageSeeds() {
       Encode({testing::BytePayload(30, 42), 1, 3}), Encode({testing::TextPayload(60, 43), 4, 4})};
   for (int i = 0; i < 16; ++i) {
     const testing::EncodedSymbol& e = symbols[i / 4];
-    std::vector<uint8_t> seed{static_cast<uint8_t>(i % 4 | (i % 2 ? 4 : 0)),
-                              static_cast<uint8_t>(i % 3),
-                              2,
-                              static_cast<uint8_t>(i % 4 == 3 ? 5 : 0),
-                              8,
-                              0,
-                              0,
-                              0,
-                              0,
-                              static_cast<uint8_t>(i % 4 == 1 ? 10 : 0),
-                              static_cast<uint8_t>(i),
-                              static_cast<uint8_t>(i % 4 == 2)};
+    const int flags = i % 4 | (i % 2 ? 4 : 0), shear = i % 4 == 3 ? 5 : 0, noise = i % 4 == 1 ? 10 : 0;
+    std::vector<uint8_t> seed;
+    for (int b : {flags, i % 3, 2, shear, 8, 0, 0, 0, 0, noise, i, i % 4 == 2 ? 1 : 0})
+      seed.push_back(static_cast<uint8_t>(b));
     if (i % 4 == 2) Append(seed, {40, 30, 8, 20, 0});  // one light rectangle over the data
     seed.push_back(static_cast<uint8_t>(e.rows - 1));
     PutU16(seed, static_cast<uint32_t>(e.widthModules - 1));
