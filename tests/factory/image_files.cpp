@@ -128,9 +128,7 @@ std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {
   for (int y = 0; y < page.height && kind < '4'; y++) {
     for (int x = 0; x < page.width; x++)
       for (int k = 0; k < channels; k++) {
-        // P1 needs no separators.
-        const std::string t =
-            kind == '1' ? std::to_string(sample(page.at(x, y), k)) : std::to_string(sample(page.at(x, y), k)) + " ";
+        const std::string t = std::to_string(sample(page.at(x, y), k)) + (kind == '1' ? "" : " ");  // P1: no separators
         b.insert(b.end(), t.begin(), t.end());
       }
     b.push_back('\n');
