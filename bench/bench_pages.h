@@ -7,8 +7,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "factory/page_factory.h"
+#include "factory/photo_factory.h"
 
 namespace pdf417::bench {
 
@@ -88,6 +90,21 @@ inline bool MakeBenchPage(const PageType& type, const Resolution& res, int v, te
   }
   *out = std::move(page);
   return ok;
+}
+
+// A grey raster (rows of `width` bytes) as a packed 1-bit DIB (ToDib), a
+// pixel dark when its grey value is below `threshold`.
+inline std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold) {
+  testing::Page page = testing::MakePage(width, height);
+  for (size_t i = 0; i < page.dark.size() && i < grey.size(); ++i) page.dark[i] = grey[i] < threshold;
+  return testing::ToDib(page);
+}
+
+// The photo-like set's distortions by name (photo_factory.h).
+inline const char* PhotoDistortionName(testing::PhotoDistortion kind) {
+  static constexpr const char* kNames[testing::kPhotoDistortionCount] = {"mild", "perspective", "light",  "blur",
+                                                                         "jpeg", "small",       "border", "everything"};
+  return kNames[static_cast<int>(kind)];
 }
 
 }  // namespace pdf417::bench

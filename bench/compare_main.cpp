@@ -79,7 +79,7 @@ std::vector<uint8_t> OtsuDib(const BenchPage& p) {
   const pdf417::GreyRaster raster{p.grey.data(), p.width, p.height, p.width};
   uint64_t histogram[256];
   pdf417::CountGreyLevels(raster, histogram);
-  return tf::ThresholdedDib(p.grey, p.width, p.height, pdf417::OtsuThreshold(histogram));
+  return pdf417::bench::ThresholdedDib(p.grey, p.width, p.height, pdf417::OtsuThreshold(histogram));
 }
 
 // The A4 page of three symbols (page type "3 mixed dirs", 300 dpi) in grey:

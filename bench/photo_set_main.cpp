@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_pages.h"
 #include "factory/photo_factory.h"
 #include "image/grey_binarize.h"
 #include "pdf417/pdf417.h"
@@ -53,7 +54,7 @@ Outcome ReadWithLibrary(const tf::GreyPicture& picture, bool otsu) {
     uint64_t histogram[256];
     pdf417::CountGreyLevels(raster, histogram);
     const std::vector<uint8_t> dib =
-        tf::ThresholdedDib(picture.grey, picture.width, picture.height, pdf417::OtsuThreshold(histogram));
+        pdf417::bench::ThresholdedDib(picture.grey, picture.width, picture.height, pdf417::OtsuThreshold(histogram));
     PDF417_ReadDib(h, dib.data(), dib.size());
   } else {
     PDF417_ReadGrey(h, picture.grey.data(), picture.width, picture.height, picture.width);
@@ -137,7 +138,7 @@ int main(int argc, char** argv) {
   Tally all;
   for (int k = 0; k < tf::kPhotoDistortionCount; ++k) {
     const auto kind = static_cast<tf::PhotoDistortion>(k);
-    const char* name = tf::PhotoDistortionName(kind);
+    const char* name = pdf417::bench::PhotoDistortionName(kind);
     if (!only.empty() && only != name) continue;
     Tally tally;
     for (int i = first; i < first + count; ++i) {

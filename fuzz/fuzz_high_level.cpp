@@ -10,12 +10,8 @@
 #include "fuzz_input.h"
 #include "support/alloc.h"
 
-namespace {
-
 using namespace pdf417;
 using namespace pdf417::fuzz;
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ByteReader in{data, size};

@@ -86,18 +86,10 @@ void SymbolPageSeeds() {
       Encode({testing::BytePayload(30, 42), 1, 3}), Encode({testing::TextPayload(60, 43), 4, 4})};
   for (int i = 0; i < 16; ++i) {
     const testing::EncodedSymbol& e = symbols[i / 4];
-    std::vector<uint8_t> seed{static_cast<uint8_t>(i % 4 | (i % 2 ? 4 : 0)),
-                              static_cast<uint8_t>(i % 3),
-                              2,
-                              static_cast<uint8_t>(i % 4 == 3 ? 5 : 0),
-                              8,
-                              0,
-                              0,
-                              0,
-                              0,
-                              static_cast<uint8_t>(i % 4 == 1 ? 10 : 0),
-                              static_cast<uint8_t>(i),
-                              static_cast<uint8_t>(i % 4 == 2)};
+    const int flags = i % 4 | (i % 2 ? 4 : 0), shear = i % 4 == 3 ? 5 : 0, noise = i % 4 == 1 ? 10 : 0;
+    std::vector<uint8_t> seed;
+    for (int b : {flags, i % 3, 2, shear, 8, 0, 0, 0, 0, noise, i, i % 4 == 2 ? 1 : 0})
+      seed.push_back(static_cast<uint8_t>(b));
     if (i % 4 == 2) Append(seed, {40, 30, 8, 20, 0});  // one light rectangle over the data
     seed.push_back(static_cast<uint8_t>(e.rows - 1));
     PutU16(seed, static_cast<uint32_t>(e.widthModules - 1));
@@ -165,7 +157,7 @@ void MatrixAndHighLevelSeeds() {
 void LoaderSeeds() {
   const testing::Page page = SmallPage({"loader seed", 2, 2, 2.0}, 0);
   const fs::path dir = gRoot / "image_loaders", file = gRoot / "page.tmp";
-  Write(dir / "page.bmp", testing::ToBmpFile(page));
+  Write(dir / "page.bmp", testing::MakeBmp(page, {}));
   Write(dir / "grey8.bmp", testing::MakeBmp(page, {.bitCount = 8}));
   Write(dir / "core.bmp", testing::MakeBmp(page, {.headerSize = 12}));
   for (char kind : {'1', '2', '4', '5', '6'}) Write(dir / (std::string("page.p") + kind), testing::MakePnm(page, kind));

@@ -60,17 +60,10 @@ std::vector<uint8_t> HollowTiff() {
   const auto put = [&](uint32_t v, int bytes) {
     for (int k = 0; k < bytes; k++) b.push_back(static_cast<uint8_t>(v >> (8 * k)));
   };
-  for (const auto& [tag, value] : std::vector<std::pair<uint16_t, uint32_t>>{{256, 16384},
-                                                                             {257, 16384},
-                                                                             {258, 8},
-                                                                             {259, 5},
-                                                                             {262, 1},
-                                                                             {273, 8 + 2 + 9 * 12 + 4},
-                                                                             {277, 1},
-                                                                             {278, 16384},
-                                                                             {279, 16}}) {
+  const uint32_t entries[][2] = {{256, 16384}, {257, 16384}, {258, 8}, {259, 5}, {262, 1}, {273, 8 + 2 + 9 * 12 + 4},
+                                 {277, 1},     {278, 16384}, {279, 16}};
+  for (const auto& [tag, value] : entries)
     put(tag, 2), put(tag == 273 || tag == 279 ? 4 : 3, 2), put(1, 4), put(value, 4);
-  }
   put(0, 4);
   b.insert(b.end(), 16, 0x80);
   return b;
@@ -114,13 +107,22 @@ struct Case {
   bool serialToo = false;           // read with --jobs 1 as well: the same output, in the same order
 };
 
+// One file after the options: exit status 2 and one message naming it, or
+// (error nullptr) exit status 1 and no message.
+Case OneFile(const char* name, const char* file, std::vector<uint8_t> bytes, const char* error, long maxRssMib = 32,
+             std::vector<std::string> options = {}) {
+  std::vector<const char*> errors;
+  if (error != nullptr) errors.push_back(error);
+  return {name, Files({{file, std::move(bytes)}}, std::move(options)), error ? 2 : 1, errors, "", maxRssMib};
+}
+
 // A file that cannot be read costs one line on stderr naming it (its
 // control characters escaped) and exit status 2; the other files are still
 // read. Peak memory stays bounded by what a file holds rather than what its
 // header claims.
 std::vector<Case> Cases() {
   const Page page = PageWithSymbol("hostile");
-  const std::vector<uint8_t> bmp = ToBmpFile(page), grey = MakeBmp(page, {.bitCount = 8});
+  const std::vector<uint8_t> bmp = MakeBmp(page, {}), grey = MakeBmp(page, {.bitCount = 8});
   std::vector<uint8_t> rle = bmp, huge = bmp, cut = bmp, fivePages, stream = Bytes("P5\n4096 4096\n255\n");
   rle[30] = 1;                                                                             // BI_RLE8
   for (size_t at : {18u, 22u}) huge[at] = 0xA0, huge[at + 1] = 0x86, huge[at + 2] = 0x01;  // 100000 x 100000 pixels
@@ -137,7 +139,7 @@ std::vector<Case> Cases() {
       {"unknown option", Files({{"page.bmp", bmp}}, {"--no-such-option"}), 2, {"--no-such-option", "--help"}},
       {"--threshold 257", Files({{"page.bmp", bmp}}, {"--threshold", "257"}), 2, {"not in range", "--help"}},
       {"--jobs -1", Files({{"page.bmp", bmp}}, {"--jobs", "-1"}), 2, {"not in range", "--help"}},
-      {"no symbol", Files({{"blank.bmp", ToBmpFile(MakePage(64, 64))}}), 1, {}},
+      {"no symbol", Files({{"blank.bmp", MakeBmp(MakePage(64, 64), {})}}), 1, {}},
       {"standard input",
        Files({}, {"--decoded-only", "-"}),
        0,
@@ -159,11 +161,9 @@ std::vector<Case> Cases() {
        32,
        {},
        true},
-      {"empty", Files({{"empty", {}}}), 2, {"empty: empty file"}},
-      {"not an image",
-       Files({{"text", Bytes("just some text\n")}}),
-       2,
-       {"text: not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"}},
+      OneFile("empty", "empty", {}, "empty: empty file"),
+      OneFile("not an image", "text", Bytes("just some text\n"),
+              "text: not a BMP, PNG, TIFF, PBM/PGM/PPM, JPEG or PDF file"),
       {"directory", [](const TempDir& d) { return std::vector<std::string>{d.dir.string()}; }, 2, {": Is a directory"}},
       {"/dev/zero", Files({}, {"/dev/zero"}), 2, {"/dev/zero: not a BMP"}},
       {"stream over --max-file-size",
@@ -173,20 +173,15 @@ std::vector<Case> Cases() {
        "",
        64,
        stream},
-      {"file over --max-file-size",
-       Files({{"page.bmp", bmp}}, {"--max-file-size", "1k"}),
-       2,
-       {"page.bmp: file larger than 1 KiB (--max-file-size)"}},
-      {"pixels over the limit", Files({{"huge.bmp", huge}}), 2, {"image too large (100000 x 100000 pixels"}},
-      {"compressed BMP", Files({{"rle.bmp", rle}}), 2, {"compressed BMP (compression 1) not supported"}},
-      {"pages over --max-pages",
-       Files({{"five.pbm", fivePages}}, {"--max-pages", "3"}),
-       2,
-       {"five.pbm: more than 3 pages; only the first 3 were read (--max-pages)"}},
-      {"page over --max-memory",
-       Files({{"grey.bmp", grey}}, {"--max-memory", "100K"}),
-       2,
-       {"grey.bmp: page needs 149 KiB of memory, more than the budget of 100 KiB (--max-memory)"}},
+      OneFile("file over --max-file-size", "page.bmp", bmp, "page.bmp: file larger than 1 KiB (--max-file-size)", 32,
+              {"--max-file-size", "1k"}),
+      OneFile("pixels over the limit", "huge.bmp", huge, "image too large (100000 x 100000 pixels"),
+      OneFile("compressed BMP", "rle.bmp", rle, "compressed BMP (compression 1) not supported"),
+      OneFile("pages over --max-pages", "five.pbm", fivePages,
+              "five.pbm: more than 3 pages; only the first 3 were read (--max-pages)", 32, {"--max-pages", "3"}),
+      OneFile("page over --max-memory", "grey.bmp", grey,
+              "grey.bmp: page needs 149 KiB of memory, more than the budget of 100 KiB (--max-memory)", 32,
+              {"--max-memory", "100K"}),
       {"jobs wait for memory",
        Files({{"a.bmp", grey}, {"b.bmp", grey}, {"c.bmp", grey}, {"d.bmp", grey}},
              {"--jobs", "4", "--max-memory", "160K", "--decoded-only"}),
@@ -194,47 +189,20 @@ std::vector<Case> Cases() {
        {},
        "d.bmp: 0, hostile",
        64},
-      {"PNG bomb, 16384^2 white pixels in 55 KB",
-       Files({{"bomb.png", PngFile(16384, 16384, 1, 0, false, whiteRow, 16384)}}),
-       1,
-       {},
-       "",
-       400},
-      {"PNG of 131072 x 2048 RGB pixels without data",
-       Files({{"hollow.png", PngFile(131072, 2048, 8, 2, false, {0, 0, 0}, 1)}}),
-       2,
-       {"hollow.png: PNG: Not enough image data"},
-       "",
-       48},
-      {"interlaced PNG of 16384^2 RGB pixels without data",
-       Files({{"hollow.png", PngFile(16384, 16384, 8, 2, true, {0, 0, 0}, 1)}}),
-       2,
-       {"hollow.png: PNG: "},
-       "",
-       48},
-      {"TIFF of 16384^2 grey pixels in 16 bytes",
-       Files({{"hollow.tif", HollowTiff()}}),
-       2,
-       {"hollow.tif: TIFF: "},
-       "",
-       48},
-      {"JPEG claiming 16000^2 pixels",
-       Files({{"big.jpg", OversizedJpeg(false)}}),
-       2,
-       {"big.jpg: JPEG: Corrupt JPEG data: premature end of data segment"},
-       "",
-       48},
-      {"progressive JPEG claiming 16000^2 pixels",
-       Files({{"big.jpg", OversizedJpeg(true)}}),
-       2,
-       {"big.jpg: JPEG: file too short for its image size"},
-       "",
-       48},
-      {"PBM claiming more pixels than it holds",
-       Files({{"cut.pbm", Bytes("P1\n5000 5000\n0 1 0 1\n")}}),
-       2,
-       {"cut.pbm: truncated PNM pixel data"}},
-      {"line feed in the file name", Files({{"bad\nname", {}}}), 2, {"/bad\\x0aname: empty file"}},
+      OneFile("PNG bomb, 16384^2 white pixels in 55 KB", "bomb.png",
+              PngFile(16384, 16384, 1, 0, false, whiteRow, 16384), nullptr, 400),
+      OneFile("PNG of 131072 x 2048 RGB pixels without data", "hollow.png",
+              PngFile(131072, 2048, 8, 2, false, {0, 0, 0}, 1), "hollow.png: PNG: Not enough image data", 48),
+      OneFile("interlaced PNG of 16384^2 RGB pixels without data", "hollow.png",
+              PngFile(16384, 16384, 8, 2, true, {0, 0, 0}, 1), "hollow.png: PNG: ", 48),
+      OneFile("TIFF of 16384^2 grey pixels in 16 bytes", "hollow.tif", HollowTiff(), "hollow.tif: TIFF: ", 48),
+      OneFile("JPEG claiming 16000^2 pixels", "big.jpg", OversizedJpeg(false),
+              "big.jpg: JPEG: Corrupt JPEG data: premature end of data segment", 48),
+      OneFile("progressive JPEG claiming 16000^2 pixels", "big.jpg", OversizedJpeg(true),
+              "big.jpg: JPEG: file too short for its image size", 48),
+      OneFile("PBM claiming more pixels than it holds", "cut.pbm", Bytes("P1\n5000 5000\n0 1 0 1\n"),
+              "cut.pbm: truncated PNM pixel data"),
+      OneFile("line feed in the file name", "bad\nname", {}, "/bad\\x0aname: empty file"),
       {"--dump-bitmaps cannot write",
        [=](const TempDir& d) {
          std::filesystem::create_directories(d.path("dumps/1-page-1.bmp"));  // in the way

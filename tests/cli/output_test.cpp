@@ -109,6 +109,7 @@ TEST(OutputLines, TextAndJsonOfOneResult) {
   SymbolRecord undecoded;
   undecoded.classicText = {'?', 0};
   const pdf417read::ResultOrigin a{"a.bmp", 1, false, 0};
+  // 8-bit binary (ECI 899) and invalid UTF-8 have no text; a file name cannot break the line.
   const struct {
     pdf417read::ResultOrigin origin;
     SymbolRecord record;
@@ -126,14 +127,10 @@ TEST(OutputLines, TextAndJsonOfOneResult) {
        "k/qWew==", "\xe6\x97\xa5\xe6\x9c\xac"},
       {a, Decoded("x\xe9y\xc3\xa9", {{3, 0}, {26, 3}}), "a.bmp: 2, x\xc3\xa9y\xc3\xa9",
        "eOl5w6k=", "x\xc3\xa9y\xc3\xa9"},
-      {a, Decoded("\xff\x01", {{899, 0}}), "a.bmp: 2, \\xff\\x01", "/wE=", nullptr},  // 8-bit binary: no text
-      {a, Decoded("\xff", {{26, 0}}), "a.bmp: 2, \\xff", "/w==", nullptr},            // invalid UTF-8
+      {a, Decoded("\xff\x01", {{899, 0}}), "a.bmp: 2, \\xff\\x01", "/wE=", nullptr},
+      {a, Decoded("\xff", {{26, 0}}), "a.bmp: 2, \\xff", "/w==", nullptr},
       {{"scan.tif", 3, true, 1}, Decoded("x"), "scan.tif:3: 2, x", "eA==", "x"},
-      {{"a\nb\\.bmp", 1, false, 0},
-       Decoded("x"),
-       "a\\x0ab\\\\.bmp: 2, x",
-       "eA==",
-       "x"},  // a name cannot break the line
+      {{"a\nb\\.bmp", 1, false, 0}, Decoded("x"), "a\\x0ab\\\\.bmp: 2, x", "eA==", "x"},
       {a, undecoded, "a.bmp: 0, ?", "", "?"},
   };
   for (const auto& c : cases) {

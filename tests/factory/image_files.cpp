@@ -105,8 +105,6 @@ std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark) {
   return dib;
 }
 
-std::vector<uint8_t> ToBmpFile(const Page& page) { return MakeBmp(page, {}); }
-
 bool WriteBmp(const Page& page, const std::string& path) {
   const std::vector<uint8_t> bytes = MakeBmp(page, {});
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -130,9 +128,7 @@ std::vector<uint8_t> MakePnm(const Page& page, char kind, int maxValue) {
   for (int y = 0; y < page.height && kind < '4'; y++) {
     for (int x = 0; x < page.width; x++)
       for (int k = 0; k < channels; k++) {
-        // P1 needs no separators.
-        const std::string t =
-            kind == '1' ? std::to_string(sample(page.at(x, y), k)) : std::to_string(sample(page.at(x, y), k)) + " ";
+        const std::string t = std::to_string(sample(page.at(x, y), k)) + (kind == '1' ? "" : " ");  // P1: no separators
         b.insert(b.end(), t.begin(), t.end());
       }
     b.push_back('\n');

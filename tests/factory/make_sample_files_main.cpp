@@ -33,6 +33,14 @@ bool WriteBytes(const std::string& path, const std::string& bytes) {
       std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size())));
 }
 
+// Encodes with libzint, saying on stderr why it cannot.
+bool Encode(const SymbolOptions& o, EncodedSymbol* symbol) {
+  std::string error;
+  const bool ok = EncodeSymbol(o, symbol, &error);
+  if (!ok) std::fprintf(stderr, "cannot encode \"%s\": %s\n", o.data.c_str(), error.c_str());
+  return ok;
+}
+
 bool WritePhoto(const std::string& path) {
   // Margins of 14 modules but none below: cut off by the picture's lower border.
   const PhotoOptions o{.symbol = {"Photographed at an angle: keystone, uneven light, blur and JPEG.", 4, 5, 2.6},
@@ -65,11 +73,7 @@ bool WritePhoto(const std::string& path) {
 bool WritePdf(const std::string& path) {
   const SymbolOptions o{"Invoice 2024-0417, total 1,234.50 EUR, due 30 days", 3, 4};
   EncodedSymbol symbol;
-  std::string error;
-  if (!EncodeSymbol(o, &symbol, &error)) {
-    std::fprintf(stderr, "cannot encode: %s\n", error.c_str());
-    return false;
-  }
+  if (!Encode(o, &symbol)) return false;
   const double module = 0.8, rowHeight = 3 * module, left = 72, top = 842 - 100;
   std::ostringstream content;
   content << "0 g\n";
@@ -106,11 +110,7 @@ bool WritePage(const std::string& path) {
   for (const auto& p : placements) {
     const SymbolOptions options{p.text, p.ecLevel, p.columns};
     EncodedSymbol symbol;
-    std::string error;
-    if (!EncodeSymbol(options, &symbol, &error)) {
-      std::fprintf(stderr, "cannot encode \"%s\": %s\n", p.text, error.c_str());
-      return false;
-    }
+    if (!Encode(options, &symbol)) return false;
     const double length = symbol.widthModules * 3.0, thickness = symbol.rows * 9.0, sideways = p.direction >= 2;
     PlaceSymbol(page, options, p.left + (sideways ? thickness : length) / 2,
                 p.top + (sideways ? length : thickness) / 2, p.direction);

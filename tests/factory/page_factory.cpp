@@ -80,7 +80,6 @@ bool EncodeSymbol(const SymbolOptions& options, EncodedSymbol* out, std::string*
   symbol->option_1 = options.ecLevel;
   symbol->option_2 = options.columns;
   symbol->input_mode = DATA_MODE;  // bytes as given, zero bytes included
-  symbol->eci = options.eci;
   if (options.macroCount > 0) {
     symbol->structapp.index = options.macroIndex;
     symbol->structapp.count = options.macroCount;

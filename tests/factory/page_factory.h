@@ -19,7 +19,6 @@ struct SymbolOptions {
   int columns = 0;           // data columns 1..30, 0 = let the encoder choose
   double moduleWidth = 3.0;  // pixels per module (may be fractional)
   int rowHeight = 3;         // modules per row (row height in pixels = rowHeight * moduleWidth)
-  int eci = 0;               // ECI designator written before the data (0: none)
   // Several data segments, each with its own ECI (the data field is then
   // unused): the encoder writes each segment's designator where it starts.
   std::vector<std::pair<int, std::string>> segments = {};
@@ -99,8 +98,7 @@ void AddSaltAndPepper(Page& page, double fraction, uint32_t seed);
 // (Written by image_files.cpp.)
 std::vector<uint8_t> ToDib(const Page& page, bool colour0Dark = true);
 
-// BMP file (14-byte file header + DIB) for tools and the bundled sample.
-std::vector<uint8_t> ToBmpFile(const Page& page);
+// The page as a 1-bit BMP file, for tools and the bundled sample.
 bool WriteBmp(const Page& page, const std::string& path);
 
 // The 2^(level+1) error correction codewords of data appended to it, by a

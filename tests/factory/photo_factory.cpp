@@ -178,18 +178,6 @@ bool RenderPhoto(const PhotoOptions& o, GreyPicture* out, std::string* error) {
   return true;
 }
 
-std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold) {
-  Page page = MakePage(width, height);
-  for (size_t i = 0; i < page.dark.size() && i < grey.size(); ++i) page.dark[i] = grey[i] < threshold;
-  return ToDib(page);
-}
-
-const char* PhotoDistortionName(PhotoDistortion kind) {
-  static constexpr const char* kNames[kPhotoDistortionCount] = {"mild", "perspective", "light",  "blur",
-                                                                "jpeg", "small",       "border", "everything"};
-  return kNames[static_cast<int>(kind)];
-}
-
 PhotoOptions PhotoSample(PhotoDistortion kind, uint32_t index) {
   std::mt19937 rng(0x9E3779B9u * (static_cast<uint32_t>(kind) + 1) + 7919u * index);
   PhotoOptions o;

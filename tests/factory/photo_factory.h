@@ -56,14 +56,9 @@ enum class PhotoDistortion {
   kEverything,   // moderate amounts of all of them at once
 };
 inline constexpr int kPhotoDistortionCount = 8;
-const char* PhotoDistortionName(PhotoDistortion kind);
 
 // Sample `index` of a distortion: payload, symbol shape and amounts drawn
 // from a generator seeded by both, so every sample is reproducible.
 PhotoOptions PhotoSample(PhotoDistortion kind, uint32_t index);
-
-// A grey raster (rows of `width` bytes) as a packed 1-bit DIB (ToDib), a
-// pixel dark when its grey value is below `threshold`.
-std::vector<uint8_t> ThresholdedDib(const std::vector<uint8_t>& grey, int width, int height, int threshold);
 
 }  // namespace pdf417::testing

@@ -212,18 +212,12 @@ TEST(SymbolTables, InvariantsTheLookupNeedsAndKnownCodewords) {
     }
     EXPECT_TRUE(codewords.size() == 929u && *codewords.begin() == 0 && *codewords.rbegin() == 928);
   }
+  // Eight zero bytes are 401 away from every record: the first one stays.
   const struct {
     const char* pattern;
     int32_t cluster, codeword;
-  } cases[] = {
-      {"31111136", 0, 0},
-      {"51111125", 3, 0},
-      {"21111155", 6, 0},
-      // Eight zero bytes are 401 away from every record: the first one stays.
-      {"\0\0\0\0\0\0\0\0", 0, 9},
-      {"\0\0\0\0\0\0\0\0", 3, 44},
-      {"\0\0\0\0\0\0\0\0", 6, 2},
-  };
+  } cases[] = {{"31111136", 0, 0},         {"51111125", 3, 0},          {"21111155", 6, 0},
+               {"\0\0\0\0\0\0\0\0", 0, 9}, {"\0\0\0\0\0\0\0\0", 3, 44}, {"\0\0\0\0\0\0\0\0", 6, 2}};
   for (const auto& c : cases) EXPECT_EQ(ResolveCodeword(c.pattern, ClusterTable(c.cluster)), c.codeword) << c.cluster;
   // Any other pattern (digit patterns that sum to 17 and those that do not)
   // resolves to the first record at the least distance, found by scanning
