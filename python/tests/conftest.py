@@ -40,9 +40,9 @@ def validation_pages():
 @pytest.fixture(scope="session")
 def macro_page(tmp_path_factory):
     """Two Macro PDF417 symbols of one message; the first has ECI segments
-    (see tests/factory/make_sample_files_main.cpp)."""
+    (see tools/make_sample_files/main.cpp)."""
     path = tmp_path_factory.mktemp("macro") / "macro.bmp"
-    subprocess.run([built("PDF417_MAKE_SAMPLE_FILES", "build/release/tests/factory/make_sample_files"), "macro", path],
+    subprocess.run([built("PDF417_MAKE_SAMPLE_FILES", "build/release/tools/make_sample_files/make_sample_files"), "macro", path],
                    check=True)
     return path
 

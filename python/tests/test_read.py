@@ -75,7 +75,7 @@ def test_files_read_as_pdf417read_reads_them(cli, tiff_pages, macro_page):
     assert [s for s in all_results if s.decoded] == pdf417.read(tiff_pages)
     assert {s.page for s in all_results} == {1, 2, 3} and any(not s.decoded for s in all_results)
 
-    # What the encoder was given (tests/factory/make_sample_files_main.cpp).
+    # What the encoder was given (tools/make_sample_files/main.cpp).
     first, last = pdf417.read(macro_page)
     assert (first.text, first.eci, last.text) == ("Grüße, café", [(26, 0), (3, 9)], "end")
     assert (first.macro.segment_index, first.macro.last_segment, first.macro.file_id) == (0, False, "123456")
