@@ -5,7 +5,7 @@
 
 #include "decode/cell_grid.h"
 #include "decode/symbol_tables.h"
-#include "sample/module_centres.h"
+#include "sample/module_grid.h"
 #include "sample/module_classification.h"
 #include "sample/row_count.h"
 #include "support/alloc.h"
@@ -120,18 +120,31 @@ void ShiftAlong(Point a, Point b, int32_t rows, int32_t offset, const Point* fro
   for (int32_t i = 0; i < rows; ++i) to[i] = Point{from[i].x + dx, from[i].y + dy};
 }
 
-// Cells of one line of every row, read at module centres between the
+// For each point on the boundary a0 -> b0, the point at the same relative
+// height on the boundary a1 -> b1: the end of a line parallel to the top and
+// bottom lines. Placing both ends of a row line apart, each by its own
+// boundary's profile, can put them a pixel apart in height, which on rows a
+// few pixels high takes the line's far end into the next row.
+void PointsOpposite(Point a0, Point b0, Point a1, Point b1, int32_t rows, const Point* from, Point* to) {
+  const double dx = b0.x - a0.x, dy = b0.y - a0.y, length2 = dx * dx + dy * dy;
+  for (int32_t i = 0; i < rows; ++i) {
+    const double t = length2 > 0 ? ((from[i].x - a0.x) * dx + (from[i].y - a0.y) * dy) / length2 : 0.0;
+    to[i] = Point{TruncToCoordinate(a1.x + t * (b1.x - a1.x) + 0.5), TruncToCoordinate(a1.y + t * (b1.y - a1.y) + 0.5)};
+  }
+}
+
+// Cells of one line of every row, read on the module grid between the
 // boundary points left[i] (boundary 0) and right[i] (boundary k), with the
 // symbol's module width.
-int32_t ReadLineAtModuleCentres(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t k,
-                                double width, SamplingWorkspace& ws, CellGrid& grid) {
+int32_t ReadLineOnModuleGrid(const BitImage& image, const Point* left, const Point* right, int32_t rows, int32_t k,
+                             double width, SamplingWorkspace& ws, CellGrid& grid) {
   const size_t cellCount = static_cast<size_t>(k) * static_cast<size_t>(rows);
   grid.cells = AllocArray<CodewordCell>(cellCount);
   if (grid.cells == nullptr) return -1;
   grid.count = static_cast<int32_t>(cellCount);
   for (int32_t i = 0; i < rows; ++i) {
-    ReadRowAtModuleCentres(image, left[i], right[i], k, width, ws,
-                           grid.cells + static_cast<size_t>(rows - 1 - i) * static_cast<size_t>(k));
+    ReadRowOnModuleGrid(image, left[i], right[i], k, width, ws,
+                        grid.cells + static_cast<size_t>(rows - 1 - i) * static_cast<size_t>(k));
   }
   return 0;
 }
@@ -155,16 +168,17 @@ int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const P
   CellGrid grids[kLines] = {};
   int32_t status = 0;
   double moduleWidth = 0;
-  if (reading == GridReading::kAtModuleCentres) {
-    moduleWidth = SymbolModuleWidth(image, &centred[0], &centred[k * rows], rows, k, ws);
+  if (reading == GridReading::kOnModuleGrid) {
+    PointsOpposite(bottom[0], top[0], bottom[k], top[k], rows, &centred[0], right);
+    moduleWidth = SymbolModuleWidth(image, &centred[0], right, rows, k, ws);
     if (moduleWidth <= 0) return 0;  // no line locks onto a grid: the grid stays empty
   }
   for (int32_t g = 0; g < kLines && status == 0; ++g) {
     if (g > 0 && rowHeight < 3) break;  // rows too low to hold three lines
-    if (reading == GridReading::kAtModuleCentres) {
+    if (reading == GridReading::kOnModuleGrid) {
       ShiftAlong(bottom[0], top[0], rows, offsets[g], &centred[0], left);
-      ShiftAlong(bottom[k], top[k], rows, offsets[g], &centred[k * rows], right);
-      status = ReadLineAtModuleCentres(image, left, right, rows, k, moduleWidth, ws, grids[g]);
+      PointsOpposite(bottom[0], top[0], bottom[k], top[k], rows, left, right);
+      status = ReadLineOnModuleGrid(image, left, right, rows, k, moduleWidth, ws, grids[g]);
       continue;
     }
     std::fill(matrix, matrix + static_cast<size_t>(cellCount) * 8, 0);

@@ -24,10 +24,10 @@ namespace pdf417 {
 // row border, where the line clips the neighbouring row; and a symbol
 // without any 6-module element gets only five histogram peaks, for which
 // the histogram labelling shifts every label. The reading by codeword
-// totals is not affected by either. The reading at module centres
-// (sample/module_centres.h) places its lines as the reading by codeword
+// totals is not affected by either. The reading on a module grid
+// (sample/module_grid.h) places its lines as the reading by codeword
 // totals does, for symbols whose modules are too narrow to measure widths.
-enum class GridReading { kHistogram, kByCodewordTotal, kAtModuleCentres };
+enum class GridReading { kHistogram, kByCodewordTotal, kOnModuleGrid };
 
 // Where the line through (xa, ya) and (xb, yb) meets the fitted edge line
 // x = slope * y + intercept, each coordinate rounded by adding 0.5 and

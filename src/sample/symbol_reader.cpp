@@ -101,20 +101,20 @@ bool TakeIfConsistent(SymbolReading& candidate, SymbolReading& result) {
 }
 
 // The reading of a selection by codeword totals, with the sample line in the
-// middle of its row (GridReading::kByCodewordTotal), or at module centres
-// along the same lines (GridReading::kAtModuleCentres): for the estimated row
+// middle of its row (GridReading::kByCodewordTotal), or on a module grid
+// along the same lines (GridReading::kOnModuleGrid): for the estimated row
 // count, one row more and one less (an estimate off by one misplaces every
 // line), and the row count the row indicators of the first of these grids
-// state (at module centres: the estimate and that count). Reports the column count the indicators state in *indicatedColumns
+// state (on a module grid: the estimate and that count). Reports the column count the indicators state in *indicatedColumns
 // (0 when unknown).
 bool ReadByRowLines(const BitImage& image, const EdgeSelection& selection, GridReading reading, SamplingWorkspace& ws,
                     CorrectionWorkspace& correction, SymbolReading& result, int32_t* indicatedColumns) {
   const Outline o = OutlineOf(selection);
   int32_t estimated = 0;
   if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) != 0) return false;
-  // The reading at module centres reads the row indicators well enough to
+  // The reading on a module grid reads the row indicators well enough to
   // go by the row count they state instead of trying both neighbours.
-  const bool byIndicators = reading == GridReading::kAtModuleCentres;
+  const bool byIndicators = reading == GridReading::kOnModuleGrid;
   int32_t tries[4] = {estimated, byIndicators ? 0 : estimated + 1, byIndicators ? 0 : estimated - 1, 0};
   for (int32_t t = 0; t < 4; ++t) {
     const int32_t rows = tries[t];
@@ -170,8 +170,8 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, co
   return TakeIfConsistent(again, result);
 }
 
-// The widest module, in pixels, that is also read at module centres.
-constexpr int32_t kMaxCentredModule = 2;
+// The widest module, in pixels, that is also read on a module grid.
+constexpr int32_t kMaxGridReadModule = 2;
 
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
@@ -181,13 +181,13 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
                     SymbolReading& result) {
   const int32_t patternWidth = params.patternWidth;
   int32_t indicated = 0, unused = 0;
-  // Modules under kMaxCentredModule pixels are read at their centres too,
+  // Modules under kMaxGridReadModule pixels are read on a module grid too,
   // when the readings by widths fail; wider ones have widths to measure.
-  const bool narrow = 17 * kMaxCentredModule > params.patternWidth;
+  const bool narrow = 17 * kMaxGridReadModule > params.patternWidth;
   if (first != nullptr &&
       (ReadByRowLines(image, *first, GridReading::kByCodewordTotal, ws, correction, result, &indicated) ||
        ReadByClusterRows(image, *first, params, ws, correction, result) ||
-       (narrow && ReadByRowLines(image, *first, GridReading::kAtModuleCentres, ws, correction, result, &unused)))) {
+       (narrow && ReadByRowLines(image, *first, GridReading::kOnModuleGrid, ws, correction, result, &unused)))) {
     return true;
   }
   int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
@@ -200,7 +200,7 @@ bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count
     const bool read =
         ReadByRowLines(image, layout, GridReading::kByCodewordTotal, ws, correction, result, &alsoIndicated) ||
         ReadByClusterRows(image, layout, params, ws, correction, result) ||
-        (narrow && ReadByRowLines(image, layout, GridReading::kAtModuleCentres, ws, correction, result, &unused));
+        (narrow && ReadByRowLines(image, layout, GridReading::kOnModuleGrid, ws, correction, result, &unused));
     FreeEdgeSelection(layout);
     if (read) return true;
     if (t == 0 && alsoIndicated > 0 && tries[2] == 0) tries[2] = alsoIndicated + 2;

@@ -1,4 +1,4 @@
-#include "sample/module_centres.h"
+#include "sample/module_grid.h"
 
 #include <algorithm>
 #include <cmath>
@@ -108,29 +108,37 @@ double LineModuleWidth(const BitImage& image, Point a, Point b, int32_t modules,
   return width;
 }
 
-}  // namespace
-
-bool ReadModulesAlong(const BitImage& image, Point a, Point b, int32_t modules, double width, SamplingWorkspace& ws,
-                      uint8_t* bits) {
-  if (modules < 1) return false;
-  int32_t length = 0;
-  const int32_t changes = LineChanges(image, a, b, ws, &length);
-  const int32_t* change = ws.positions + 1;
-  double offset = 0;
-  if (changes < 0 || !LockGrid(change, changes, length, modules, &offset, &width)) return false;
-  // Module i is read from the pixel nearest its centre, step
-  // floor(offset + (i + 1/2) width); the colour there is light before the
-  // first change and flips at each.
-  int32_t t = 0;
-  for (int32_t i = 0; i < modules; ++i) {
-    const double centre = offset + (i + 0.5) * width;
-    const int32_t step = static_cast<int32_t>(std::floor(std::clamp(centre, 0.0, static_cast<double>(length))));
-    while (t < changes && change[t] <= step) ++t;
-    bits[i] = static_cast<uint8_t>(t & 1);
+// Module colours (1 = dark) of the grid offset + i * width, i = 0..modules-1,
+// from the changes: each change moved by the mean distance of the changes
+// of its kind (light to dark, dark to light) from their boundaries, then
+// taken as the boundary nearest to it; the modules between two boundaries
+// have the colour after the first change (light before the first). A scan
+// thresholded dark widens every bar, so that its edges come early and its
+// ends late by the same amount: the means take that out, and each edge is
+// then off its boundary by its half-pixel rounding alone.
+void ReadModules(const int32_t* change, int32_t changes, double offset, double width, int32_t modules, uint8_t* bits) {
+  double bias[2] = {0, 0};
+  int32_t count[2] = {0, 0};
+  for (int32_t t = 0; t < changes; ++t) {
+    bias[t & 1] += change[t] - (offset + std::round((change[t] - offset) / width) * width);
+    ++count[t & 1];
   }
-  return true;
+  for (int32_t kind = 0; kind < 2; ++kind) bias[kind] = count[kind] > 0 ? bias[kind] / count[kind] : 0.0;
+  int32_t from = 0;
+  for (int32_t t = 0; t <= changes; ++t) {
+    int32_t to = modules;
+    if (t < changes) {
+      const double boundary = std::round((change[t] - bias[t & 1] - offset) / width);
+      to = static_cast<int32_t>(std::clamp(boundary, static_cast<double>(from), static_cast<double>(modules)));
+    }
+    std::fill(bits + from, bits + to, static_cast<uint8_t>(t & 1));
+    from = to;
+  }
 }
 
+// The width pattern (eight digits) of 17 module colours, when they are a
+// bar first, a space last and eight runs of one to six modules: a
+// candidate; returns false otherwise.
 bool PatternOfModules(const uint8_t* bits, char* digits) {
   if (bits[0] != 1 || bits[16] != 0) return false;
   int32_t runs = 0, length = 1;
@@ -146,11 +154,44 @@ bool PatternOfModules(const uint8_t* bits, char* digits) {
   return runs == kPatternLength;
 }
 
-void ReadRowAtModuleCentres(const BitImage& image, Point a, Point b, int32_t k, double width, SamplingWorkspace& ws,
-                            CodewordCell* cells) {
+// The symbol characters among the k codewords of a row's module colours.
+int32_t SymbolCharacters(const uint8_t* bits, int32_t k) {
+  int32_t count = 0;
+  for (int32_t j = 0; j < k; ++j) {
+    char digits[kPatternLength];
+    count += PatternOfModules(bits + 17 * j, digits) && IsSymbolCharacter(digits);
+  }
+  return count;
+}
+
+}  // namespace
+
+void ReadRowOnModuleGrid(const BitImage& image, Point a, Point b, int32_t k, double width, SamplingWorkspace& ws,
+                         CodewordCell* cells) {
   for (int32_t j = 0; j < k; ++j) cells[j].candidateCount = 0;
-  uint8_t bits[17 * kMaxGridColumns];
-  if (k < 1 || k > kMaxGridColumns || !ReadModulesAlong(image, a, b, 17 * k, width, ws, bits)) return;
+  if (k < 1 || k > kMaxGridColumns) return;
+  const int32_t modules = 17 * k;
+  int32_t length = 0;
+  const int32_t changes = LineChanges(image, a, b, ws, &length);
+  const int32_t* change = ws.positions + 1;
+  double offset = 0;
+  if (changes < 0 || !LockGrid(change, changes, length, modules, &offset, &width)) return;
+  // The line starts on boundary 0 to within half a pixel, and the mean
+  // phase says where within a module the grid lies; where a module is
+  // little over a pixel wide the two can disagree by a whole module. Of the
+  // grid and the grids a module either side, the one whose row holds the
+  // most symbol characters is read (the grid itself on a tie).
+  uint8_t bits[17 * kMaxGridColumns], other[17 * kMaxGridColumns];
+  ReadModules(change, changes, offset, width, modules, bits);
+  int32_t best = SymbolCharacters(bits, k);
+  for (const double shift : {-1.0, 1.0}) {
+    ReadModules(change, changes, offset + shift * width, width, modules, other);
+    const int32_t found = SymbolCharacters(other, k);
+    if (found > best) {
+      best = found;
+      std::memcpy(bits, other, static_cast<size_t>(modules));
+    }
+  }
   for (int32_t j = 0; j < k; ++j) {
     CodewordCell& cell = cells[j];
     char digits[kPatternLength];
