@@ -164,7 +164,12 @@ int32_t SampleCellGridByVote(const BitImage& image, const Point* bottom, const P
   Owned<Point[]> centredOwner = MakeOwnedArray<Point>(static_cast<size_t>(k + 1) * static_cast<size_t>(rows));
   Point* const centred = centredOwner.get();
   if (!centred) return -1;
-  for (int32_t j = 0; j <= k; ++j) RowSamplePoints(bottom[j], top[j], rows, ws.profile, &centred[j * rows], true);
+  // (On a module grid only boundary 0's: the lines' far ends are placed
+  // opposite them.)
+  const int32_t lastBoundary = reading == GridReading::kOnModuleGrid ? 0 : k;
+  for (int32_t j = 0; j <= lastBoundary; ++j) {
+    RowSamplePoints(bottom[j], top[j], rows, ws.profile, &centred[j * rows], true);
+  }
   CellGrid grids[kLines] = {};
   int32_t status = 0;
   double moduleWidth = 0;

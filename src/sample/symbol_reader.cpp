@@ -100,20 +100,18 @@ bool TakeIfConsistent(SymbolReading& candidate, SymbolReading& result) {
   return true;
 }
 
-// The reading of a selection by codeword totals, with the sample line in the
-// middle of its row (GridReading::kByCodewordTotal), or on a module grid
-// along the same lines (GridReading::kOnModuleGrid): for the estimated row
-// count, one row more and one less (an estimate off by one misplaces every
-// line), and the row count the row indicators of the first of these grids
-// state (on a module grid: the estimate and that count). Reports the column count the indicators state in *indicatedColumns
-// (0 when unknown).
-bool ReadByRowLines(const BitImage& image, const EdgeSelection& selection, GridReading reading, SamplingWorkspace& ws,
-                    CorrectionWorkspace& correction, SymbolReading& result, int32_t* indicatedColumns) {
-  const Outline o = OutlineOf(selection);
-  int32_t estimated = 0;
-  if (EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) != 0) return false;
-  // The reading on a module grid reads the row indicators well enough to
-  // go by the row count they state instead of trying both neighbours.
+// The reading of a selection's outline by codeword totals, with the sample
+// line in the middle of its row (GridReading::kByCodewordTotal), or on a
+// module grid along the same lines (GridReading::kOnModuleGrid): for the
+// estimated row count, one row more and one less (an estimate off by one
+// misplaces every line), and the row count the row indicators of the first
+// of these grids state. On a module grid, which reads the row indicators
+// well enough, only the estimate and that count. Reports the column count
+// the indicators state in *indicatedColumns when it is not null (0 when
+// unknown).
+bool ReadByRowLines(const BitImage& image, const EdgeSelection& selection, const Outline& o, int32_t estimated,
+                    GridReading reading, SamplingWorkspace& ws, CorrectionWorkspace& correction, SymbolReading& result,
+                    int32_t* indicatedColumns) {
   const bool byIndicators = reading == GridReading::kOnModuleGrid;
   int32_t tries[4] = {estimated, byIndicators ? 0 : estimated + 1, byIndicators ? 0 : estimated - 1, 0};
   for (int32_t t = 0; t < 4; ++t) {
@@ -124,7 +122,7 @@ bool ReadByRowLines(const BitImage& image, const EdgeSelection& selection, GridR
     DecodeOutline(image, o, rows, selection, reading, CorrectionStrength::kAllButTwo, ws, correction, again,
                   &indicated);
     if (t == 0) {
-      *indicatedColumns = indicated.dataColumns;
+      if (indicatedColumns != nullptr) *indicatedColumns = indicated.dataColumns;
       if (indicated.rows != estimated &&
           (byIndicators || (indicated.rows != estimated + 1 && indicated.rows != estimated - 1))) {
         tries[3] = indicated.rows;
@@ -173,34 +171,44 @@ bool ReadByClusterRows(const BitImage& image, const EdgeSelection& selection, co
 // The widest module, in pixels, that is also read on a module grid.
 constexpr int32_t kMaxGridReadModule = 2;
 
+// The readings of one selection codeword by codeword, the first consistent
+// one taken: by codeword totals, by cluster rows and, for modules under
+// kMaxGridReadModule pixels, on a module grid (wider modules have widths to
+// measure). The rows are counted once for the readings by row lines.
+// Reports the column count the row indicators of the first grid by totals
+// state in *indicatedColumns (0 when unknown).
+bool ReadSelection(const BitImage& image, const EdgeSelection& selection, const SymbolReaderParams& params,
+                   SamplingWorkspace& ws, CorrectionWorkspace& correction, SymbolReading& result,
+                   int32_t* indicatedColumns) {
+  *indicatedColumns = 0;
+  const Outline o = OutlineOf(selection);
+  int32_t estimated = 0;
+  const bool counted =
+      EstimateRowCount(o.lowerLeft, o.lowerRight, o.upperLeft, o.upperRight, image, ws, &estimated) == 0;
+  const bool narrow = 17 * kMaxGridReadModule > params.patternWidth;
+  return (counted && ReadByRowLines(image, selection, o, estimated, GridReading::kByCodewordTotal, ws, correction,
+                                    result, indicatedColumns)) ||
+         ReadByClusterRows(image, selection, params, ws, correction, result) ||
+         (counted && narrow &&
+          ReadByRowLines(image, selection, o, estimated, GridReading::kOnModuleGrid, ws, correction, result, nullptr));
+}
+
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
 bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first, int32_t k,
                     const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
                     SymbolReading& result) {
-  const int32_t patternWidth = params.patternWidth;
-  int32_t indicated = 0, unused = 0;
-  // Modules under kMaxGridReadModule pixels are read on a module grid too,
-  // when the readings by widths fail; wider ones have widths to measure.
-  const bool narrow = 17 * kMaxGridReadModule > params.patternWidth;
-  if (first != nullptr &&
-      (ReadByRowLines(image, *first, GridReading::kByCodewordTotal, ws, correction, result, &indicated) ||
-       ReadByClusterRows(image, *first, params, ws, correction, result) ||
-       (narrow && ReadByRowLines(image, *first, GridReading::kOnModuleGrid, ws, correction, result, &unused)))) {
-    return true;
-  }
-  int32_t tries[3] = {k, ColumnsFromLayout(edges, count, patternWidth), indicated > 0 ? indicated + 2 : 0};
+  int32_t indicated = 0;
+  if (first != nullptr && ReadSelection(image, *first, params, ws, correction, result, &indicated)) return true;
+  int32_t tries[3] = {k, ColumnsFromLayout(edges, count, params.patternWidth), indicated > 0 ? indicated + 2 : 0};
   for (int32_t t = 0; t < 3; ++t) {
     const int32_t columns = tries[t];
     if (columns < 1 || (t > 0 && columns == tries[0]) || (t == 2 && columns == tries[1])) continue;
     EdgeSelection layout{};
     if (SelectEdgesByLayout(edges, count, columns, layout) != 0) continue;
     int32_t alsoIndicated = 0;
-    const bool read =
-        ReadByRowLines(image, layout, GridReading::kByCodewordTotal, ws, correction, result, &alsoIndicated) ||
-        ReadByClusterRows(image, layout, params, ws, correction, result) ||
-        (narrow && ReadByRowLines(image, layout, GridReading::kOnModuleGrid, ws, correction, result, &unused));
+    const bool read = ReadSelection(image, layout, params, ws, correction, result, &alsoIndicated);
     FreeEdgeSelection(layout);
     if (read) return true;
     if (t == 0 && alsoIndicated > 0 && tries[2] == 0) tries[2] = alsoIndicated + 2;
