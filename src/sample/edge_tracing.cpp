@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 
 #include "support/geometry.h"
 #include "support/alloc.h"
@@ -153,15 +154,45 @@ int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int
   edge.lowerEnd = Point{x, y};
   edge.meanProjection = mean;
   edge.count = stored ? n - back : 0;
-  // An edge whose points could not be fitted has no line; it is dropped
-  // (count 0) rather than failing the whole read.
-  if (edge.count >= 3 && FitEdge(edge) != 0) edge.count = 0;
-  FreeBytes(edge.points);
-  edge.points = nullptr;
+  // The points stay for the line fit (FitUsableEdges) only where there can
+  // be one.
+  if (edge.count < 3) {
+    FreeBytes(edge.points);
+    edge.points = nullptr;
+    edge.pointCount = edge.pointCapacity = 0;
+  }
   return stored ? 0 : -1;
 }
 
-int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count) {
+void FitUsableEdges(EdgeTrace* edges, int32_t count, int32_t keep) {
+  int32_t longest = 0;
+  for (int32_t i = 0; i < count; ++i) longest = std::max(longest, edges[i].count);
+  // The keep-th longest length: every edge at least that long can be among
+  // the keep longest (ties included). Without room for the lengths every
+  // edge is fitted.
+  int32_t least = 0;
+  if (keep < count) {
+    Owned<int32_t[]> lengths = MakeOwnedArray<int32_t>(static_cast<size_t>(count));
+    if (lengths) {
+      for (int32_t i = 0; i < count; ++i) lengths[static_cast<size_t>(i)] = edges[i].count;
+      int32_t* const begin = lengths.get();
+      std::nth_element(begin, begin + std::max(keep - 1, 0), begin + count, std::greater<int32_t>());
+      least = keep > 0 ? begin[keep - 1] : longest + 1;
+    }
+  }
+  for (int32_t i = 0; i < count; ++i) {
+    EdgeTrace& edge = edges[i];
+    const bool usable = edge.count >= least || 2 * int64_t{edge.count} >= longest;
+    // An edge whose points could not be fitted has no line; it is dropped
+    // (count 0) rather than failing the whole read.
+    if (usable && edge.count >= 3 && edge.points != nullptr && FitEdge(edge) != 0) edge.count = 0;
+    FreeBytes(edge.points);
+    edge.points = nullptr;
+    edge.pointCount = edge.pointCapacity = 0;
+  }
+}
+
+int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, int32_t keep, EdgeTrace** edges, int32_t* count) {
   *edges = nullptr;
   *count = 0;
   int32_t capacity = kEdgeStoreStep;
@@ -216,6 +247,7 @@ int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** ed
     FreeEdgeStore(store, n);
     return kNoEdges;
   }
+  FitUsableEdges(shrunk, n, keep);
   *edges = shrunk;
   *count = n;
   return 0;

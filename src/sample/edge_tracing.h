@@ -18,12 +18,12 @@ struct EdgeTrace {
   Point lowerEnd;         // the last point the trace reached
   double meanProjection;  // mean projection of the accepted points
   double distance;        // set by SelectEdges: distance of the edge's line from the reference point
-  float intercept;        // robust fit, set only when count >= 3
+  float intercept;        // robust fit, set by FitUsableEdges for the edges a selection can take
   float slope;
   float deviation;
   int32_t pointCapacity;  // during the trace only
   int32_t pointCount;     // during the trace only: points stored
-  Point* points;          // during the trace only; released when the trace ends
+  Point* points;          // during the trace only; released by FitUsableEdges
 };
 
 // The selected edges: the first `used` records (when kept >= used) run from
@@ -57,16 +57,28 @@ BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws);
 // cost time and memory in proportion to its dark runs.
 inline constexpr int32_t kMaxTracedEdges = 65536;
 
-// Traces every edge of the bar-start image (clearing the marks it uses).
-// Returns 0 with the store (owned by the caller, FreeEdgeStore) and its
-// count, or kNoEdges when storage runs out, no edge is found or there are more
-// than kMaxTracedEdges (nothing is then handed out).
-int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, EdgeTrace** edges, int32_t* count);
+// Traces every edge of the bar-start image (clearing the marks it uses) and
+// fits the lines a reading can use (FitUsableEdges with `keep`). Returns 0
+// with the store (owned by the caller, FreeEdgeStore) and its count, or
+// kNoEdges when storage runs out, no edge is found or there are more than
+// kMaxTracedEdges (nothing is then handed out).
+int32_t TraceEdges(BitImage& barStarts, const ReaderFrame& frame, int32_t keep, EdgeTrace** edges, int32_t* count);
 
 // Follows one edge down from its first pixel (x, y); the record's
-// meanProjection already holds p(x, y). Returns 0, or -1 when its point
-// storage cannot be obtained or grown (the edge then counts no point).
+// meanProjection already holds p(x, y). The points stay in the record when
+// it counts at least 3 of them (for FitUsableEdges). Returns 0, or -1 when
+// its point storage cannot be obtained or grown (the edge then counts no
+// point).
 int32_t FollowEdge(BitImage& barStarts, const ReaderFrame& frame, int32_t x, int32_t y, EdgeTrace& edge);
+
+// Fits the robust line of every edge a selection can take: those among the
+// `keep` longest (ties included; SelectEdges keeps the 2k + 9 longest) and
+// those at least half as long as the longest (the selection by layout and
+// the frame from the edges take only these). The many short edges inside
+// the symbol are never taken, and their fits were most of the tracing's
+// time. Releases every record's points. An edge whose fit finds no storage
+// is dropped (count 0).
+void FitUsableEdges(EdgeTrace* edges, int32_t count, int32_t keep);
 
 // Looks for the edge's pixel in row y, starting from column x with the step
 // d = frame.stepDirection: forward at x, x + d, ..., x + tries * d (back

@@ -193,6 +193,9 @@ bool ReadSelection(const BitImage& image, const EdgeSelection& selection, const 
           ReadByRowLines(image, selection, o, estimated, GridReading::kOnModuleGrid, ws, correction, result, nullptr));
 }
 
+// How many of the longest edges SelectEdges keeps for k: 2k + 9, in 0..INT32_MAX.
+int32_t KeptEdges(int32_t k) { return static_cast<int32_t>(std::clamp<int64_t>(2 * int64_t{k} + 9, 0, INT32_MAX)); }
+
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
 // those the outer edges' distance and the row indicators suggest.
@@ -257,7 +260,7 @@ void ReadAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, con
   BitImagePtr barStarts(MakeBarStartImage(image, ws));
   EdgeTrace* again = nullptr;
   int32_t againCount = 0;
-  if (barStarts && TraceEdges(*barStarts, ws.frame, &again, &againCount) == 0 &&
+  if (barStarts && TraceEdges(*barStarts, ws.frame, KeptEdges(k), &again, &againCount) == 0 &&
       DropShortEdges(&again, &againCount, 3) == 0) {
     EdgeSelection selection{};
     const bool selected = SelectEdges(again, againCount, k, params.lowerLeft, selection) == 0 && selection.used >= 1 &&
@@ -349,14 +352,14 @@ int32_t ReadSymbol(SamplingWorkspace& ws, CorrectionWorkspace& correction, const
 
   BitImagePtr barStarts(MakeBarStartImage(image, ws));
   if (!barStarts) return kReadNoEdges;
+  const int32_t k = params.columnEstimate - 3;
   EdgeTrace* edges = nullptr;
   int32_t count = 0;
-  const int32_t traced = TraceEdges(*barStarts, ws.frame, &edges, &count);
+  const int32_t traced = TraceEdges(*barStarts, ws.frame, KeptEdges(k), &edges, &count);
   barStarts.reset();
   if (traced != 0) return kReadNoEdges;
   if (DropShortEdges(&edges, &count, 3) != 0) return kReadNoEdges;
 
-  const int32_t k = params.columnEstimate - 3;
   EdgeSelection selection{};
   // The outer edges are records 0 and k + 8: with fewer than k + 9 selected
   // edges (or k + 9 < 1), or without the selection's storage, the symbol has
