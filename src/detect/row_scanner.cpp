@@ -88,6 +88,17 @@ int32_t ClassifyWindow(const int32_t* widths) {
     if (k == 0 || sums[k] < smallest) smallest = sums[k];
   }
   // A smallest sum of 0 makes every scaled sum -1, which fits no template.
+  if (smallest > 0) {
+    // Every template needs one scaled sum of at least 350 and none of s0..s6
+    // above 525; a scaled sum is round(100 s / smallest), so round(x) >= 350
+    // needs 200 s >= 699 smallest and round(x) >= 526 means 200 s >= 1051
+    // smallest. Most windows (text, codewords) fail one of these, and the
+    // test needs no division.
+    int64_t widest = 0, widestOfSeven = 0;
+    for (int32_t k = 0; k < 8; ++k) widest = std::max<int64_t>(widest, sums[k]);
+    for (int32_t k = 0; k < 7; ++k) widestOfSeven = std::max<int64_t>(widestOfSeven, sums[k]);
+    if (200 * widest < 699 * int64_t{smallest} || 200 * widestOfSeven >= 1051 * int64_t{smallest}) return 0;
+  }
   for (int32_t k = 0; k < 8; ++k) sums[k] = MulDiv(sums[k], 100, smallest);
   int32_t kind = 0;
   for (const PatternTemplate& t : kTemplates) {

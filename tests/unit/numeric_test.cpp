@@ -1,8 +1,9 @@
 // Small numeric routines, each against values worked out by hand or an
 // independent reference: MulDiv's rounding and refusals, Otsu's threshold
 // (the grey path's second try: the split where the two classes are
-// furthest apart), the robust line fit (least absolute deviations) and the
-// record sort (the order of equal keys std::sort gives).
+// furthest apart), the robust line fit (least absolute deviations), the
+// record sort (the order of equal keys std::sort gives) and the start/stop
+// window test at its rounding bounds.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "detect/row_scanner.h"
 #include "image/grey_binarize.h"
 #include "support/alloc.h"
 #include "support/line_fit.h"
@@ -133,6 +135,25 @@ TEST(SortRecords, OrdersEqualKeysAsTheToolchainsSortDid) {
     SortRecords(sorted.data(), sorted.data() + sorted.size(), less);
     ASSERT_EQ(sorted, expected) << keys.size() << " keys";
   }
+}
+
+// Pair sums scaled to the smallest (x100, halves rounded up) must lie in a
+// template's bounds: 349.5 rounds to 350 (a stop pattern's first pair, lower
+// bound 350) and 525.5 to 526 (a start pattern's first pair, upper bound
+// 525). Windows of 100-px modules whose first bar moves by one pixel.
+TEST(ClassifyWindow, ScaledPairSumsAtTheTemplateBounds) {
+  struct Case {
+    int32_t widths[9];
+    int32_t kind;
+  };
+  const Case cases[] = {
+      {{599, 100, 100, 300, 100, 100, 100, 200, 100}, STOP_FORWARD},   // 699 / 200 -> 350
+      {{598, 100, 100, 300, 100, 100, 100, 200, 100}, 0},              // 698 / 200 -> 349
+      {{950, 100, 100, 100, 100, 100, 100, 300, 100}, START_FORWARD},  // 1050 / 200 -> 525
+      {{951, 100, 100, 100, 100, 100, 100, 300, 100}, 0},              // 1051 / 200 -> 526
+      {{100, 200, 100, 100, 100, 300, 100, 100, 700}, STOP_REVERSED},
+  };
+  for (const Case& c : cases) EXPECT_EQ(ClassifyWindow(c.widths), c.kind) << c.widths[0];
 }
 
 }  // namespace
