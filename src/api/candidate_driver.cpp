@@ -188,14 +188,13 @@ bool PlausibleOutline(const SymbolCandidate& c) {
   return !longer(c.x0, c.y0, c.x1, c.y1) && !longer(c.x2, c.y2, c.x3, c.y3);
 }
 
-// A point of the pass's image as a page point.
+}  // namespace
+
 Point ToPage(const BitImage& image, PassFrame frame, Point p) {
   // A point (x, y) of the turned image is the page point (y, W - 1 - x), W
   // being the turned image's width (the page's height).
   return frame == PassFrame::kDirect ? p : Point{p.y, Sub32(Sub32(image.width, p.x), 1)};
 }
-
-}  // namespace
 
 void ShiftCorners(CornerSet& corners, int32_t margin) {
   uint32_t minX = corners.c[0], minY = corners.c[1];

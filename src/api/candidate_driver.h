@@ -10,6 +10,7 @@
 #include "api/read_context.h"
 #include "detect/detector.h"
 #include "image/bit_image.h"
+#include "support/point.h"
 
 namespace pdf417 {
 
@@ -24,6 +25,9 @@ enum class PassFrame {
   kDirect,  // the page as given: corners are page points, directions 0 and 1
   kTurned,  // the page turned a quarter turn clockwise: corners are mapped back, directions 2 and 3
 };
+
+// A point of the pass's image as a page point.
+Point ToPage(const BitImage& image, PassFrame frame, Point p);
 
 // Reads candidate (found in image) into record, which the caller has
 // zero-filled: page corners, direction, the classic text and figures, and the

@@ -1,6 +1,7 @@
 #include "api/recognition_passes.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "detect/band_search.h"
@@ -132,6 +133,114 @@ int32_t SearchSmallSymbols(ReadContext& ctx, const BitImage& image, PassFrame fr
   return ReadFurtherCandidates(ctx, image, frame, candidates.list, covered);
 }
 
+// An undecoded candidate whose start and stop edges lean further than this
+// from the vertical is read once more in a copy of its box turned upright.
+// The readings trace edges and lay row lines across the symbol from its
+// outline, and the detector's outline of a symbol leaning 10 degrees and
+// more is too rough for them (its top and bottom come from scan rows ten
+// pixels apart, which a leaning symbol crosses at a slant); below 3 degrees
+// they read what can be read.
+// A candidate leaning more than 45 degrees leans less in the other pass,
+// which reads it in the direction nearest to the symbol's.
+constexpr double kMinLeanDegrees = 3.0, kMaxLeanDegrees = 45.0;
+
+// The lean of a candidate from the vertical, in radians, positive when its
+// edges' lower ends lie to the right: the mean of its two edges' directions.
+double LeanOf(const SymbolCandidate& c) {
+  const auto lean = [](int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+    const double dx = static_cast<double>(x1) - x0, dy = static_cast<double>(y1) - y0;
+    return dy < 0 ? std::atan2(-dx, -dy) : std::atan2(dx, dy);
+  };
+  return 0.5 * (lean(c.x0, c.y0, c.x1, c.y1) + lean(c.x2, c.y2, c.x3, c.y3));
+}
+
+// A record read in a turned box, moved to the page: its corners and outline
+// through the turn and the pass's frame, its direction by the pass's. Its
+// corners become the sampled outline's, the stop side moved out by the one
+// module it lies inside the outer edge: the detector's corners in a turned
+// box, whose edges are stairs of the page's pixels, can be a module or two
+// off along the top and bottom rows, where the reading fits its edges.
+void MoveToPage(SymbolResult& r, const BoxTurn& turn, const BitImage& image, PassFrame frame) {
+  if (r.rows > 0 && r.columns > 0) {
+    // Outline: start top, start bottom, stop top, stop bottom as the symbol
+    // reads; 17 (columns + 2) modules from the start side's outer edge to
+    // the stop side. Corners: each edge's ends as the image shows them, the
+    // left edge first.
+    const double modules = 17.0 * (int64_t{r.columns} + 2);
+    int32_t outer[8];
+    for (int k = 0; k < 2; ++k) {
+      const int32_t* start = r.outline + 2 * k;
+      const int32_t* stop = r.outline + 4 + 2 * k;
+      outer[2 * k] = start[0];
+      outer[2 * k + 1] = start[1];
+      outer[4 + 2 * k] =
+          static_cast<int32_t>(std::lround(stop[0] + (stop[0] - static_cast<double>(start[0])) / modules));
+      outer[5 + 2 * k] =
+          static_cast<int32_t>(std::lround(stop[1] + (stop[1] - static_cast<double>(start[1])) / modules));
+    }
+    const bool upsideDown = r.direction == 1;
+    for (int k = 0; k < 4; ++k) {
+      const int from = upsideDown ? 3 - k : k;
+      r.corners[2 * k] = outer[2 * from];
+      r.corners[2 * k + 1] = outer[2 * from + 1];
+    }
+  }
+  for (int32_t* points : {r.corners, r.outline}) {
+    if (points == r.outline && r.rows < 1) continue;
+    for (int k = 0; k < 8; k += 2) {
+      const Point p = ToPage(image, frame, TurnedBoxToSource(turn, Point{points[k], points[k + 1]}));
+      points[k] = p.x;
+      points[k + 1] = p.y;
+    }
+  }
+  if (frame == PassFrame::kTurned) r.direction += 2;
+}
+
+// Reads again, each in a copy of its box (grown by a pattern width and a
+// quarter of its larger side) turned upright, the candidates of the pass
+// that did not decode, lie outside the symbols decoded so far and lean at
+// least kMinLeanDegrees: the whole search (candidates and small symbols)
+// runs over the turned box, and what decodes goes to ctx.extras with page
+// coordinates. The turned boxes of a pass hold at most four times the
+// image's pixels together (a page of fake patterns cannot make it turn
+// without end).
+int32_t ReadLeaningCandidates(ReadContext& ctx, const BitImage& image, PassFrame frame, const CandidateList& found,
+                              int32_t firstRecord, Covered& covered) {
+  int64_t budget = 4 * int64_t{image.width} * image.height;
+  for (int32_t i = 0; i < found.count; ++i) {
+    const SymbolCandidate& c = found.candidates[i];
+    const double lean = LeanOf(c), degrees = std::fabs(lean) * (180 / std::acos(-1.0));
+    if (Decoded(ctx.results.records[firstRecord + i]) || degrees < kMinLeanDegrees || degrees > kMaxLeanDegrees ||
+        InsideCovered(covered, c)) {
+      continue;
+    }
+    const int32_t corners[8] = {c.x0, c.y0, c.x1, c.y1, c.x2, c.y2, c.x3, c.y3};
+    const Box box = BoxOf(corners);
+    const int64_t side = std::max(int64_t{box.maxX} - box.minX, int64_t{box.maxY} - box.minY);
+    const int32_t grow = static_cast<int32_t>(std::clamp<int64_t>(c.patternWidth + side / 4, 0, 1 << 20));
+    BoxTurn turn{};
+    BitImagePtr upright(TurnBoxUpright(image, Sub32(box.minX, grow), Sub32(box.minY, grow), Add32(box.maxX, grow),
+                                       Add32(box.maxY, grow), lean, budget, &turn));
+    if (!upright || upright->width < kMinSymbolSide) continue;
+    budget -= int64_t{upright->width} * upright->height;
+    const int32_t before = ctx.extras.count;
+    Covered local{};
+    CandidateListOwner candidates;
+    DetectSymbols(ctx.detection, *upright, candidates.list);
+    int32_t status = ReadFurtherCandidates(ctx, *upright, PassFrame::kDirect, candidates.list, local);
+    double specks = 0;
+    if (status == 0) status = SearchSmallSymbols(ctx, *upright, PassFrame::kDirect, local, &specks);
+    FreeCovered(local);
+    for (int32_t k = before; k < ctx.extras.count; ++k) {
+      SymbolResult& r = ctx.extras.records[k];
+      MoveToPage(r, turn, image, frame);
+      if (status == 0) status = AddCovered(covered, CoveredPart(r, image, frame, c));
+    }
+    if (status != 0) return status;
+  }
+  return 0;
+}
+
 // Specks per thousand pixels from which an image counts as noisy: clean
 // print at 200 dpi and up shows far fewer; salt-and-pepper noise of half a
 // percent several times more.
@@ -159,6 +268,7 @@ int32_t SearchFurther(ReadContext& ctx, const BitImage& image, PassFrame frame, 
       if (status == 0) status = SearchSmallSymbols(ctx, *clean, frame, covered, &specks);
     }
   }
+  if (status == 0) status = ReadLeaningCandidates(ctx, image, frame, found, firstRecord, covered);
   FreeCovered(covered);
   return status;
 }

@@ -18,7 +18,8 @@ inline constexpr int32_t kMinSymbolSide = 69;
 // Detects the symbols of image and appends one record per candidate to
 // ctx.results; then the further searches (small symbols, see
 // detect/band_search.h; on a noisy page all again without its lone
-// pixels), whose decoded finds go to ctx.extras. Returns 0, or -1 when a
+// pixels; undecoded candidates that lean in a copy of their box turned
+// upright), whose decoded finds go to ctx.extras. Returns 0, or -1 when a
 // record cannot be stored.
 int32_t RunPass(ReadContext& ctx, const BitImage& image, PassFrame frame);
 

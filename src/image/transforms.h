@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "image/bit_image.h"
+#include "support/point.h"
 
 namespace pdf417 {
 
@@ -27,6 +28,27 @@ BitImage* TurnedBitImage(const BitImage& image);
 // maxY < 0), or memory runs out.
 int32_t CropRegion(const BitImage& source, BitImage** result, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
                    int32_t margin, bool fill);
+
+// How the pixels of a box turned by TurnBoxUpright map back to the image it
+// was taken from.
+struct BoxTurn {
+  double sourceX, sourceY;  // the box's centre in the source (continuous coordinates)
+  double centreX, centreY;  // the turned image's centre
+  double cosLean, sinLean;
+};
+
+// The box (x1, y1)-(x2, y2) of a page image (bounds included, clamped to the
+// image) turned so that the direction leaning `lean` radians from the
+// vertical (its lower end to the right for lean > 0) stands vertical: the
+// new image holds the whole turned box, light (bit 1) around it, each pixel
+// the source pixel nearest under it. nullptr when the box has no pixel in
+// the image, the new image would have more than maxPixels pixels, or memory
+// runs out.
+BitImage* TurnBoxUpright(const BitImage& source, int32_t x1, int32_t y1, int32_t x2, int32_t y2, double lean,
+                         int64_t maxPixels, BoxTurn* turn);
+
+// The source pixel under pixel p of the turned image.
+Point TurnedBoxToSource(const BoxTurn& turn, Point p);
 
 // Turns the image half a turn in place. Returns 0, or -1 when memory runs
 // out (the image is then unchanged).

@@ -5,9 +5,11 @@
 // image, all have the other colour takes theirs) and the quarter turn
 // (pixel (x, y) goes to (H - 1 - y, x), bits past the new width 0) of an
 // image and of the same rows read as a DIB, bottom row first, in either
-// polarity.
+// polarity; and a box turned by any angle, against where each of its pixels
+// comes from.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -61,6 +63,41 @@ TEST(BitImage, TransformsMatchPixelByPixelDefinitions) {
       }
     }
   }
+}
+
+// A box turned upright: by 0 the box itself inside a light border, by a
+// quarter turn the box's column j - 1 read from its bottom row up; at any
+// angle each pixel the box pixel TurnedBoxToSource names (light outside the
+// box).
+TEST(BitImage, TurnedBoxPixelsComeFromWhereTheMapSays) {
+  std::mt19937 random(15438);
+  const int32_t width = 130, height = 90, stride = 20;
+  std::vector<uint8_t> pixels(static_cast<size_t>(stride) * height);
+  for (auto& b : pixels) b = static_cast<uint8_t>(random());
+  const BitImage in{pixels.data(), stride * height, width, height, stride, height};
+  const int32_t minX = 20, minY = 10, maxX = 99, maxY = 59;  // an 80 x 50 box
+  const auto boxBit = [&](Point p) {
+    return p.x < minX || p.x > maxX || p.y < minY || p.y > maxY ? 1 : PixelAt(in, p.x, p.y);
+  };
+  for (const double lean : {0.0, std::acos(-1.0) / 2, 0.3, -0.7, 0.05}) {
+    SCOPED_TRACE(::testing::Message() << "lean " << lean);
+    BoxTurn turn{};
+    BitImagePtr out(TurnBoxUpright(in, maxX, maxY, minX, minY, lean, 1 << 20, &turn));
+    ASSERT_TRUE(out);
+    for (int32_t j = 0; j < out->height; ++j)
+      for (int32_t i = 0; i < out->width; ++i) {
+        const Point from = TurnedBoxToSource(turn, Point{i, j});
+        ASSERT_EQ(PixelAt(*out, i, j), boxBit(from)) << i << "," << j;
+        if (lean == 0.0) {
+          ASSERT_EQ(PixelAt(*out, i, j), boxBit(Point{minX + i - 1, minY + j - 1}));
+        } else if (lean > 1.5) {
+          ASSERT_EQ(PixelAt(*out, i, j), boxBit(Point{minX + j - 1, maxY + 1 - i}));
+        }
+      }
+  }
+  BoxTurn turn{};
+  EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, minX, minY, maxX, maxY, 0.3, 1000, &turn))) << "over the pixel limit";
+  EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, width, 0, width + 5, 9, 0.3, 1 << 20, &turn))) << "outside the image";
 }
 
 }  // namespace
