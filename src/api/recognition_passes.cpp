@@ -164,8 +164,9 @@ void MoveToPage(SymbolResult& r, const BoxTurn& turn, const BitImage& image, Pas
   if (r.rows > 0 && r.columns > 0) {
     // Outline: start top, start bottom, stop top, stop bottom as the symbol
     // reads; 17 (columns + 2) modules from the start side's outer edge to
-    // the stop side. Corners: each edge's ends as the image shows them, the
-    // left edge first.
+    // the stop side. Corners, as the detector lists them: the start side's
+    // ends, then the stop side's, each side's upper end in the image first
+    // (an upside-down symbol's bottom).
     const double modules = 17.0 * (int64_t{r.columns} + 2);
     int32_t outer[8];
     for (int k = 0; k < 2; ++k) {
@@ -180,7 +181,7 @@ void MoveToPage(SymbolResult& r, const BoxTurn& turn, const BitImage& image, Pas
     }
     const bool upsideDown = r.direction == 1;
     for (int k = 0; k < 4; ++k) {
-      const int from = upsideDown ? 3 - k : k;
+      const int from = upsideDown ? k ^ 1 : k;
       r.corners[2 * k] = outer[2 * from];
       r.corners[2 * k + 1] = outer[2 * from + 1];
     }
