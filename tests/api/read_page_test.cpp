@@ -361,4 +361,24 @@ TEST(ReadGrey, PhotoLikeSample) {
   }
 }
 
+// Photo-like pictures turned a further 40 degrees either way: short
+// symbols, which no row or column of the picture crosses whole, are read in
+// the picture turned an eighth of a turn, in the direction nearest to their
+// own; taller ones in their box turned upright.
+TEST(ReadGrey, PicturesTurnedFortyDegrees) {
+  for (uint32_t i = 0; i < 6; ++i) {
+    PhotoOptions options = PhotoSample(PhotoDistortion::kMild, i);
+    options.rotationDegrees += i % 2 ? -40 : 40;
+    GreyPicture picture;
+    ASSERT_TRUE(RenderPhoto(options, &picture));
+    const ApiRead read = ReadGrey(picture.grey.data(), picture.width, picture.height, picture.width);
+    int exact = 0;
+    for (const ApiResult& r : read.results) {
+      EXPECT_TRUE(!r.hasData || r.data == picture.truth.data) << "sample " << i;
+      exact += r.hasData && r.data == picture.truth.data && r.direction == picture.truth.direction;
+    }
+    EXPECT_EQ(exact, 1) << "sample " << i;
+  }
+}
+
 }  // namespace
