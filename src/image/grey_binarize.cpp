@@ -107,7 +107,9 @@ BitImage* BinarizeLocalMean(const GreyRaster& raster) {
     };
     // The window is clipped on the left up to x = half, on the right from
     // x = w - half; in between it is whole and only slides.
-    const int32_t whole = std::max(std::min(w - half, w), half + 1);
+    // A picture narrower than half + 1 has no whole window: the left part
+    // then covers the row (whole = w, nothing read past the column sums).
+    const int32_t whole = std::min(std::max(w - half, half + 1), w);
     int32_t x = 0;
     for (; x < std::min(half + 1, w); ++x) {
       if (x + half < w) sum += columnSums[x + half];

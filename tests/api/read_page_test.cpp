@@ -308,6 +308,10 @@ TEST(ReadGrey, RefusesWhatCannotBeReadSafely) {
       {"over 1 GiB", readGrey(grey.data(), w, (1 << 30) / w + 1, w)},
       {"4 bits per pixel", [&](PDF417_Handle hd) { return PDF417_ReadDib(hd, fourBits.data(), fourBits.size()); }},
       {"no block", [](PDF417_Handle hd) { return PDF417_Read(hd, nullptr); }},
+      // Read, but narrower or lower than the threshold's window and any
+      // symbol: nothing found, nothing read outside the picture.
+      {"5 pixels wide", readGrey(grey.data(), 5, h, w)},
+      {"one row", readGrey(grey.data(), w, 1, w)},
   };
   PDF417_Handle handle = PDF417_Init();
   ASSERT_EQ(PDF417_ReadGrey(handle, grey.data(), w, h, w), 0);
