@@ -77,6 +77,33 @@ void ReadDibSeeds() {
   }
 }
 
+// fuzz_read_grey: grey pages of one symbol (ink 50, paper 200, a little
+// noise), upright, leaning 20 degrees and short leaning 40, behind the
+// width and padding bytes.
+void ReadGreySeeds() {
+  for (int i = 0; i < 6; ++i) {
+    const double lean = i < 2 ? 0.0 : i < 4 ? 20.0 : 40.0;
+    const testing::SymbolOptions o{testing::TextPayload(10 + 4 * i, i), 2, i < 4 ? 1 + i % 2 : 2, 2.0};
+    testing::Page page = testing::MakePage(250, 250);
+    if (!testing::PlaceSymbol(page, o, 125, 125, i % 4, i % 2 ? -lean : lean)) {
+      std::fprintf(stderr, "grey seed %d does not fit its page\n", i);
+      continue;
+    }
+    std::vector<uint8_t> seed;
+    PutU16(seed, static_cast<uint32_t>(page.width - 1));
+    seed.push_back(static_cast<uint8_t>(i % 3));
+    uint32_t noise = 17u * static_cast<uint32_t>(i) + 1;
+    for (int y = 0; y < page.height; ++y) {
+      for (int x = 0; x < page.width; ++x) {
+        noise = noise * 1103515245u + 12345u;
+        seed.push_back(static_cast<uint8_t>((page.at(x, y) ? 50 : 200) + (noise >> 28)));
+      }
+      for (int k = 0; k < i % 3; ++k) seed.push_back(0);
+    }
+    Write(gRoot / "read_grey" / ("page_" + std::to_string(i)), seed);
+  }
+}
+
 // fuzz_symbol_page: real symbols' module matrices behind the drawing header,
 // in each direction, module widths 1 to 3, clean and with noise, shear or a
 // light rectangle over the data.
@@ -192,6 +219,7 @@ int main(int argc, char** argv) {
   }
   gRoot = argv[1];
   ReadDibSeeds();
+  ReadGreySeeds();
   SymbolPageSeeds();
   MatrixAndHighLevelSeeds();
   LoaderSeeds();

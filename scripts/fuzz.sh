@@ -10,7 +10,8 @@
 #   scripts/fuzz.sh --keep DIR          keep the grown corpora in DIR
 #   scripts/fuzz.sh --build DIR         build tree to use (default build/fuzz)
 #
-# Targets: read_dib (the whole read via PDF417_ReadDib), symbol_page (the
+# Targets: read_dib (the whole read via PDF417_ReadDib), read_grey (the
+# whole grey read via PDF417_ReadGrey), symbol_page (the
 # whole read over small pages drawn around real symbols), correct_errors,
 # high_level, matrix_decoder, image_loaders (pdf417read's file decoders).
 # Each runs in turn, and says how many inputs it ran per second. A crash,
@@ -38,7 +39,7 @@ while [ $# -gt 0 ]; do
   esac
   shift
 done
-[ ${#targets[@]} -gt 0 ] || targets=(read_dib symbol_page correct_errors high_level matrix_decoder image_loaders)
+[ ${#targets[@]} -gt 0 ] || targets=(read_dib read_grey symbol_page correct_errors high_level matrix_decoder image_loaders)
 
 scripts/deps.sh clang libclang-rt-14-dev
 cmake -S . -B "$build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -65,6 +66,7 @@ for t in "${targets[@]}"; do
   # page full of candidates costs up to seconds under the sanitizers.
   extra=()
   [ "$t" = read_dib ] && extra=(-max_len=20000)
+  [ "$t" = read_grey ] && extra=(-max_len=70000)
   [ "$t" = symbol_page ] && extra=(-max_len=8192)
   # -rss_limit_mb: a page of up to 1 GiB of pixel rows is a legal input of
   # the image loaders; anything beyond is a finding.

@@ -158,7 +158,10 @@ PDF417_API int32_t PDF417_ReadDib(PDF417_Handle handle, const void *dib, size_t 
  * floor), which follows uneven light; when that gives no decoded symbol,
  * with one global threshold (Otsu's); and when that gives none either and
  * the picture has at most 4 megapixels, with the local threshold of the
- * picture enlarged twice (bilinear), for modules under two pixels. The
+ * picture enlarged twice (bilinear), for modules under two pixels, and
+ * then over the first try's picture turned an eighth of a turn, for short
+ * symbols leaning about 45 degrees (what decodes there is turned back, its
+ * direction the one nearest to the way its rows read). The
  * results of a later try come after the earlier ones' and never repeat a
  * symbol they reported (an earlier candidate that a later try decodes is
  * dropped). Each binarised picture is read exactly as PDF417_Read reads a
