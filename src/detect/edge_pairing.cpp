@@ -69,6 +69,20 @@ bool ClustersPair(const DetectionWorkspace& ws, const PatternCluster& ci, const 
   return KindsPair(ci.kind, cj.kind) && !PairBlocked(ws, lo, hi, i, j, fullBlockersOnly) && EdgesFaceEachOther(ci, cj);
 }
 
+namespace {
+
+// Whether neither column is under half as high as the other. Row by row, a
+// few rows of codewords that look like a pattern make a short column inside
+// a symbol; pairing the start column with it would keep the stop column
+// (which a wide symbol's skew may put wholly below or above the start
+// column's rows) from pairing at all.
+bool AlikeInHeight(const PatternCluster& a, const PatternCluster& b) {
+  const int64_t ha = int64_t{a.maxY} - a.minY + 1, hb = int64_t{b.maxY} - b.minY + 1;
+  return 2 * ha >= hb && 2 * hb >= ha;
+}
+
+}  // namespace
+
 void FreePairTable(PairTable& table) {
   FreeBytes(table.entries);
   table = PairTable{};
@@ -85,7 +99,8 @@ int32_t PairClusters(DetectionWorkspace& ws, int32_t L, int32_t M, const Pairing
     if (ci.count < rules.minHits) continue;
     for (int32_t j = i + 1; j < M; ++j) {
       PatternCluster& cj = ws.clusters[L + j];
-      if (cj.count < rules.minHits || !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j, rules.fullBlockersOnly)) {
+      if (cj.count < rules.minHits || (rules.fullBlockersOnly && !AlikeInHeight(ci, cj)) ||
+          !ClustersPair(ws, ci, cj, L, L + M, L + i, L + j, rules.fullBlockersOnly)) {
         continue;
       }
       table.entries[i].valid = 1;

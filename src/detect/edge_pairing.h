@@ -25,7 +25,9 @@ struct PairingRules {
   // hits cover at least half of the rows the two share. The row step of
   // ten lets any column block; row by row, a few rows of data codewords
   // that look like a pattern make short columns inside a symbol, which
-  // must not keep its start and stop columns apart.
+  // must not keep its start and stop columns apart; nor may it be taken as
+  // their partner: row by row, columns pair only when neither is under half
+  // as high as the other.
   bool fullBlockersOnly;
 };
 
