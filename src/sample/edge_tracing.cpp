@@ -328,13 +328,13 @@ bool LongEdgeSpan(const EdgeTrace* edges, int32_t count, int32_t* longest, doubl
 
 }  // namespace
 
-int32_t ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth) {
+double ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth) {
   int32_t longest;
   double left, right;
   if (patternWidth < 1 || !LongEdgeSpan(edges, count, &longest, &left, &right)) return 0;
   // From the start pattern's first bar to the stop pattern's last bar there
   // are 17 (k + 2) modules.
-  return static_cast<int32_t>(std::lround((right - left) / patternWidth)) - 2;
+  return (right - left) / patternWidth - 2;
 }
 
 int32_t SelectEdgesByLayout(const EdgeTrace* edges, int32_t count, int32_t k, EdgeSelection& selection) {

@@ -114,10 +114,10 @@ int32_t SelectEdges(const EdgeTrace* edges, int32_t count, int32_t k, Point refe
 // kept = used = k + 9, or -1 when no edge fits a place or storage runs out.
 int32_t SelectEdgesByLayout(const EdgeTrace* edges, int32_t count, int32_t k, EdgeSelection& selection);
 
-// The column count that the distance between the outermost long edges
-// suggests for a pattern width (17 modules) of patternWidth pixels; 0 when
-// there is no such pair of edges.
-int32_t ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth);
+// The column count (not rounded) that the distance between the outermost
+// long edges suggests for a pattern width (17 modules) of patternWidth
+// pixels; 0 when there is no such pair of edges.
+double ColumnsFromLayout(const EdgeTrace* edges, int32_t count, int32_t patternWidth);
 
 // Releases an edge store (and any point arrays left in it).
 void FreeEdgeStore(EdgeTrace* edges, int32_t count);

@@ -198,16 +198,26 @@ int32_t KeptEdges(int32_t k) { return static_cast<int32_t>(std::clamp<int64_t>(2
 
 // Reads by codeword totals with the histogram reading's selection and with
 // the selection by layout, for the column count the candidate gives and for
-// those the outer edges' distance and the row indicators suggest.
+// those the outer edges' distance (both whole numbers next to it when it is
+// not near one) and the row indicators suggest.
 bool ReadEdgesAgain(const BitImage& image, const EdgeTrace* edges, int32_t count, const EdgeSelection* first, int32_t k,
                     const SymbolReaderParams& params, SamplingWorkspace& ws, CorrectionWorkspace& correction,
                     SymbolReading& result) {
   int32_t indicated = 0;
   if (first != nullptr && ReadSelection(image, *first, params, ws, correction, result, &indicated)) return true;
-  int32_t tries[3] = {k, ColumnsFromLayout(edges, count, params.patternWidth), indicated > 0 ? indicated + 2 : 0};
-  for (int32_t t = 0; t < 3; ++t) {
+  // The pattern width is a whole number of pixels: across a wide symbol its
+  // rounding can move the layout's estimate by more than half a column
+  // (30 columns of 2.3-pixel modules: 33.3 pattern widths of 40 pixels
+  // where 34 of 39.1 are), so unless the estimate lies near a whole number
+  // the other neighbour is tried too, after the row indicators' count.
+  const double estimate = ColumnsFromLayout(edges, count, params.patternWidth);
+  const int32_t nearest = static_cast<int32_t>(std::lround(estimate));
+  const double off = estimate - nearest;
+  const int32_t other = std::fabs(off) >= 0.2 ? nearest + (off > 0 ? 1 : -1) : 0;
+  int32_t tries[4] = {k, nearest, indicated > 0 ? indicated + 2 : 0, other};
+  for (int32_t t = 0; t < 4; ++t) {
     const int32_t columns = tries[t];
-    if (columns < 1 || (t > 0 && columns == tries[0]) || (t == 2 && columns == tries[1])) continue;
+    if (columns < 1 || std::find(tries, tries + t, columns) != tries + t) continue;
     EdgeSelection layout{};
     if (SelectEdgesByLayout(edges, count, columns, layout) != 0) continue;
     int32_t alsoIndicated = 0;

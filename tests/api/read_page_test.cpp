@@ -141,7 +141,11 @@ bool CornersMatch(const ApiResult& r, const SymbolTruth& t, double tol) {
   };
   int exact = 0;
   for (const ApiResult& r : results) {
-    if (!r.hasData && !r.decoded()) continue;
+    // A record without data is a candidate the classic reading did not
+    // decode: "?", or an empty text where its decoding came out empty (a
+    // strongly leaning symbol's rough outline can give that; the symbol
+    // itself is then read by a later step).
+    if (!r.hasData && (!r.decoded() || r.classic().empty())) continue;
     const char* wrong = !r.hasData || r.data != t.data                                     ? "data"
                         : c.payload != Payload::Bytes && r.classic() != AsReported(t.data) ? "classic text"
                         : r.direction != c.direction                                       ? "direction"
@@ -151,9 +155,8 @@ bool CornersMatch(const ApiResult& r, const SymbolTruth& t, double tol) {
                         : r.rows != t.rows || r.columns != t.dataColumns + 2               ? "grid"
                         : !outlineOnSymbol(r)                                              ? "outline"
                                                                                            : nullptr;
-    if (wrong) {
+    if (wrong)
       return ::testing::AssertionFailure() << "wrong " << wrong << " in a result of '" << r.data.substr(0, 40) << "'";
-    }
     ++exact;
   }
   if (exact != 1) return ::testing::AssertionFailure() << exact << " of " << results.size() << " results decoded";
@@ -215,6 +218,13 @@ std::vector<Case> Cases() {
   for (int direction = 0; direction < 4; ++direction) {
     cases.push_back({direction, 1.2 + 0.08 * direction, 2 + direction % 2, 4 + 2 * direction, Payload::Text,
                      size_t{100}, direction % 2 ? 1.5 : 0.0, 3});
+  }
+  // Wide at 1.735-pixel modules: the pattern width, a whole number of
+  // pixels (29.5 measured as 29 or 30), puts the layout's column estimate
+  // more than half a column off (five of these fail without the estimate's
+  // other neighbour).
+  for (int direction = 0; direction < 4; ++direction) {
+    for (size_t length : {70, 95}) cases.push_back({direction, 1.735, 3, 29, Payload::Text, length, 0.0, 2});
   }
   // Leaning 12-39 degrees, where the detector's outline is too rough for
   // the readings: read in a copy of the candidate's box turned upright.
