@@ -167,7 +167,7 @@ void MoveToPage(SymbolResult& r, const BoxTurn& turn, const BitImage& image, Pas
     // the stop side. Corners, as the detector lists them: the start side's
     // ends, then the stop side's, each side's upper end in the image first
     // (an upside-down symbol's bottom).
-    const double modules = 17.0 * (int64_t{r.columns} + 2);
+    const double modules = 17.0 * (static_cast<double>(r.columns) + 2);
     int32_t outer[8];
     for (int k = 0; k < 2; ++k) {
       const int32_t* start = r.outline + 2 * k;
