@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 
 #include "support/geometry.h"
@@ -42,17 +43,37 @@ double Projection(const ReaderFrame& frame, int32_t x, int32_t y) {
 BitImage* MakeBarStartImage(const BitImage& image, SamplingWorkspace& ws) {
   BitImage* marks = CopyBitImageHeader(image);
   if (marks == nullptr) return nullptr;
+  const int32_t bytes = (image.width + 7) >> 3;
+  const int32_t rest = image.width & 7;
+  const uint32_t lastMask = rest ? (0xFF00u >> rest) & 0xFFu : 0xFFu;
+  // A row has at most one change per pixel: only a row wider than the run
+  // list's room for changes can have more than it holds.
+  const bool mayOverflow = image.width > kScanLineCapacity - 5;
   for (int32_t y = 0; y < image.height; ++y) {
     const uint8_t* row = image.pixels + static_cast<size_t>(y) * static_cast<size_t>(image.stride);
-    // The run list is cut at the workspace's capacity: a row with more
-    // changes than that loses the marks after the cut, never more.
-    const int32_t n = ListRowRuns(row, image.width, 0, ws.rowRuns, kScanLineCapacity);
-    if (n <= 5) continue;
-    const int32_t starts = (n - 4) / 2;
-    for (int32_t e = 0; e < starts; ++e) {
-      const int32_t x = ws.rowRuns[2 * e + 1];
-      if (x >= 0 && x < image.width) SetPixel(*marks, x, y);
+    uint8_t* out = marks->pixels + static_cast<size_t>(y) * static_cast<size_t>(marks->stride);
+    // A byte at a time: a pixel starts a run when it is set and the one
+    // before it (a clear one before the first) is not; the pixels after the
+    // last are left out. The changes are counted on the way where there can
+    // be too many.
+    uint32_t carry = 0;
+    int64_t changes = 0;
+    for (int32_t i = 0; i < bytes; ++i) {
+      const uint32_t mask = i + 1 == bytes ? lastMask : 0xFFu;
+      const uint32_t v = row[i] & mask;
+      const uint32_t before = (v >> 1) | (carry << 7);
+      out[i] = static_cast<uint8_t>(v & ~before);
+      if (mayOverflow) changes += std::popcount((v ^ before) & mask);
+      carry = v & 1;
     }
+    if (changes <= kScanLineCapacity - 5) continue;
+    // More changes than the workspace's run list holds: the list is cut
+    // there, and so are the marks (none after the cut), as a scan of the
+    // row by its run list has them.
+    std::memset(out, 0, static_cast<size_t>(bytes));
+    const int32_t n = ListRowRuns(row, image.width, 0, ws.rowRuns, kScanLineCapacity);
+    const int32_t starts = (n - 4) / 2;
+    for (int32_t e = 0; e < starts; ++e) SetPixel(*marks, ws.rowRuns[2 * e + 1], y);
   }
   return marks;
 }

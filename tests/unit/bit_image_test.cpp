@@ -5,8 +5,9 @@
 // image, all have the other colour takes theirs) and the quarter turn
 // (pixel (x, y) goes to (H - 1 - y, x), bits past the new width 0) of an
 // image and of the same rows read as a DIB, bottom row first, in either
-// polarity; and a box turned by any angle, against where each of its pixels
-// comes from.
+// polarity; a box turned by any angle, against where each of its pixels
+// comes from; and the bar-start image (the first pixel of every run of set
+// pixels), whose rows end where the run list's room for changes does.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -15,6 +16,9 @@
 
 #include "image/lone_pixels.h"
 #include "image/transforms.h"
+#include "sample/edge_tracing.h"
+#include "support/alloc.h"
+#include "support/line_sampler.h"
 
 namespace pdf417 {
 namespace {
@@ -98,6 +102,31 @@ TEST(BitImage, TurnedBoxPixelsComeFromWhereTheMapSays) {
   BoxTurn turn{};
   EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, minX, minY, maxX, maxY, 0.3, 1000, &turn))) << "over the pixel limit";
   EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, width, 0, width + 5, 9, 0.3, 1 << 20, &turn))) << "outside the image";
+}
+
+TEST(BitImage, BarStartsAreTheFirstPixelOfEveryRun) {
+  std::mt19937 random(8);
+  Owned<SamplingWorkspace> ws(AllocArray<SamplingWorkspace>(1));
+  ASSERT_TRUE(ws);
+  // Widths around byte borders, and one wide enough for more changes than
+  // the run list holds (kScanLineCapacity - 5).
+  for (const int32_t width : {1, 7, 8, 9, 63, 300, 3 * kScanLineCapacity + 13}) {
+    const int32_t height = 6, stride = (width + 7) / 8 + 2;
+    std::vector<uint8_t> pixels(static_cast<size_t>(stride) * height);
+    for (auto& b : pixels) b = static_cast<uint8_t>(random());  // padding too
+    const BitImage in{pixels.data(), stride * height, width, height, stride, height};
+    BitImagePtr marks(MakeBarStartImage(in, *ws));
+    ASSERT_TRUE(marks);
+    for (int32_t y = 0; y < height; ++y) {
+      int32_t changes = 0;
+      for (int32_t x = 0; x < width; ++x) {
+        const int c = PixelAt(in, x, y), before = x > 0 ? PixelAt(in, x - 1, y) : 0;
+        changes += c != before;
+        const bool start = c == 1 && before == 0 && changes <= kScanLineCapacity - 5;
+        ASSERT_EQ(PixelAt(*marks, x, y), start ? 1 : 0) << "width " << width << " at " << x << "," << y;
+      }
+    }
+  }
 }
 
 }  // namespace
