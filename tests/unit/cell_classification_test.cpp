@@ -228,15 +228,18 @@ TEST(SymbolTables, InvariantsTheLookupNeedsAndKnownCodewords) {
     const SymbolCharacterTable& table = kSymbolCharacterTables[trial % 3];
     std::memcpy(pattern, kSymbolCharacterTables[(trial + 1) % 3].records[rng() % kCodewordCount].pattern, 8);
     const uint32_t from = rng() % 8, to = rng() % 8;
-    switch (trial % 4) {
+    switch (trial % 5) {
       case 0:  // a symbol character of another cluster
         break;
       case 1:  // a module moved: the digits still sum to 17
         if (pattern[from] > '1') --pattern[from], ++pattern[to];
         break;
       case 2: pattern[from] = static_cast<char>('0' + rng() % 10); break;
+      case 3:  // characters below '1' and above '6' as well (bounds the scan may stop at)
+        for (char& ch : pattern) ch = static_cast<char>('0' - 4 + static_cast<int32_t>(rng() % 16));
+        break;
       default:
-        for (char& ch : pattern) ch = static_cast<char>('0' + rng() % (trial % 8 == 3 ? 2 : 8));
+        for (char& ch : pattern) ch = static_cast<char>('0' + rng() % (trial % 10 == 4 ? 2 : 8));
     }
     int32_t best = 0;
     for (int32_t r = 1; r < kCodewordCount; ++r) {
