@@ -45,9 +45,8 @@ constexpr PatternModules kPatterns[4] = {
 // every single width within three quarters of a module and a pixel. In
 // integers: with T the total and M the pattern's modules, |M w - m T| is
 // compared with the allowance times M.
-bool FitsPattern(const PatternModules& p, const int32_t* w) {
-  int64_t total = 0;
-  for (int32_t k = 0; k < p.runs; ++k) total += w[k];
+// total is the sum of the pattern's p.runs widths.
+bool FitsPattern(const PatternModules& p, const int32_t* w, int64_t total) {
   const int64_t modules = p.runs == 8 ? 17 : 18;
   if (total < modules) return false;  // modules under a pixel wide
   for (int32_t k = 0; k < p.runs; ++k) {
@@ -108,9 +107,14 @@ int32_t ClassifyWindow(const int32_t* widths) {
 }
 
 int32_t ClassifyWindowTolerant(const int32_t* widths, int32_t wanted) {
+  // The window's totals once for all four patterns; a ninth width only
+  // when a stop pattern is wanted (a caller may hold just eight).
+  int64_t total8 = 0;
+  for (int32_t k = 0; k < 8; ++k) total8 += widths[k];
+  const int64_t total9 = (wanted & (STOP_FORWARD | STOP_REVERSED)) ? total8 + widths[8] : 0;
   int32_t kind = 0;
   for (const PatternModules& p : kPatterns) {
-    if ((wanted & p.kind) && FitsPattern(p, widths)) kind |= p.kind;
+    if ((wanted & p.kind) && FitsPattern(p, widths, p.runs == 8 ? total8 : total9)) kind |= p.kind;
   }
   // Tolerances this wide let a start window pass for both directions only
   // when it is no start pattern at all; so can a stop window.
