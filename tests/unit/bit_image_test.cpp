@@ -10,6 +10,7 @@
 // pixels), whose rows end where the run list's room for changes does.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -102,6 +103,43 @@ TEST(BitImage, TurnedBoxPixelsComeFromWhereTheMapSays) {
   BoxTurn turn{};
   EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, minX, minY, maxX, maxY, 0.3, 1000, &turn))) << "over the pixel limit";
   EXPECT_FALSE(BitImagePtr(TurnBoxUpright(in, width, 0, width + 5, 9, 0.3, 1 << 20, &turn))) << "outside the image";
+}
+
+// A cut-out box: the page's pixels inside the box clipped to the page,
+// moved in by the margin; the margin light when filled and dark when not
+// (a new image is zeroed). Boxes of every alignment, corners in any order.
+TEST(BitImage, CroppedRegionHoldsTheBoxInsideItsMargin) {
+  std::mt19937 random(29);
+  const int32_t width = 333, height = 12, stride = 44;
+  std::vector<uint8_t> pixels(static_cast<size_t>(stride) * height);
+  for (auto& b : pixels) b = static_cast<uint8_t>(random());  // padding too
+  const BitImage in{pixels.data(), stride * height, width, height, stride, height};
+  const struct {
+    int32_t x1, y1, x2, y2, margin;
+  } boxes[] = {{0, 0, 332, 11, 0}, {5, 2, 200, 9, 10},    {200, 9, 5, 2, 3},  {-20, -3, 100, 4, 8},
+               {63, 0, 64, 11, 1}, {250, 5, 400, 40, 16}, {7, 1, 300, 10, 9}, {0, 0, 0, 0, 0}};
+  for (const auto& b : boxes) {
+    for (const bool fill : {false, true}) {
+      SCOPED_TRACE(::testing::Message() << "box " << b.x1 << "," << b.y1 << " " << b.x2 << "," << b.y2 << " margin "
+                                        << b.margin << " fill " << fill);
+      BitImage* cut = nullptr;
+      ASSERT_EQ(CropRegion(in, &cut, b.x1, b.y1, b.x2, b.y2, b.margin, fill), 0);
+      BitImagePtr owner(cut);
+      const int32_t minX = std::max(std::min(b.x1, b.x2), 0), maxX = std::min(std::max(b.x1, b.x2), width - 1);
+      const int32_t minY = std::max(std::min(b.y1, b.y2), 0), maxY = std::min(std::max(b.y1, b.y2), height - 1);
+      ASSERT_EQ(cut->width, maxX - minX + 1 + 2 * b.margin);
+      ASSERT_EQ(cut->height, maxY - minY + 1 + 2 * b.margin);
+      for (int32_t y = 0; y < cut->height; ++y)
+        for (int32_t x = 0; x < cut->width; ++x) {
+          const int32_t px = x - b.margin + minX, py = y - b.margin + minY;
+          const bool inside = px >= minX && px <= maxX && py >= minY && py <= maxY;
+          ASSERT_EQ(PixelAt(*cut, x, y), inside ? PixelAt(in, px, py) : (fill ? 1 : 0)) << "at " << x << "," << y;
+        }
+    }
+  }
+  BitImage* cut = nullptr;
+  EXPECT_NE(CropRegion(in, &cut, width, 0, width + 9, 5, 0, true), 0) << "a box right of the page";
+  EXPECT_NE(CropRegion(in, &cut, -9, -9, -1, 5, 0, true), 0) << "a box above and left of the page";
 }
 
 TEST(BitImage, BarStartsAreTheFirstPixelOfEveryRun) {
