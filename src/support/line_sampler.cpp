@@ -38,33 +38,19 @@ void StepLineWalk(LineWalk& w) {
 
 namespace {
 
-// The first pixel of row, from `from` to `to` inclusive in direction dir
-// (+1 or -1), whose bit differs from colour c (0 or 1); to + dir when there
-// is none. Whole bytes (whole 64-bit words going right) without a
-// difference are skipped at once. Only bytes holding pixels from..to are
-// read.
-int32_t FindDifferingPixel(const uint8_t* row, int32_t from, int32_t to, int32_t dir, int32_t c) {
+// Eight bytes as one word, the first pixel in the top bit.
+uint64_t LoadBigEndian64(const uint8_t* p) {
+  uint64_t v;
+  std::memcpy(&v, p, sizeof v);
+  return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v;
+}
+
+// The first pixel of row, from `from` down to `to` inclusive (right to
+// left), whose bit differs from colour c (0 or 1); to - 1 when there is
+// none. Whole bytes without a difference are skipped at once. Only bytes
+// holding pixels to..from are read.
+int32_t FindDifferingPixelLeft(const uint8_t* row, int32_t from, int32_t to, int32_t c) {
   const uint32_t flip = c ? 0xFFu : 0u;
-  if (dir > 0) {
-    const int32_t lastByte = to >> 3;
-    int32_t pos = from;
-    while (pos <= to) {
-      const int32_t b = pos >> 3;
-      uint32_t v = (row[b] ^ flip) & (0xFFu >> (pos & 7));
-      if (b == lastByte) v &= (0xFF00u >> ((to & 7) + 1)) & 0xFFu;
-      if (v != 0) return (b << 3) + std::countl_zero(static_cast<uint8_t>(v));
-      int32_t next = b + 1;
-      const uint64_t flip64 = c ? ~uint64_t{0} : 0;
-      while (next + 8 <= lastByte) {
-        uint64_t word;
-        std::memcpy(&word, row + next, sizeof word);
-        if ((word ^ flip64) != 0) break;
-        next += 8;
-      }
-      pos = next << 3;
-    }
-    return to + 1;
-  }
   const int32_t lastByte = to >> 3;
   int32_t pos = from;
   while (pos >= to) {
@@ -79,12 +65,12 @@ int32_t FindDifferingPixel(const uint8_t* row, int32_t from, int32_t to, int32_t
 
 // The walk of an x-major line, one row span at a time: the points a
 // Bresenham walk visits without changing y are consecutive pixels of one
-// row, so their colour changes are found by FindDifferingPixel and the walk
-// state is advanced over the whole span in closed form. Visits exactly the
-// points of the pixel-by-pixel walk, records exactly its changes and stops
-// where it stops (outside the image, after the last point, or at a change
-// that leaves no room for the end markers). Returns the step index reached;
-// w is left at the stopping point.
+// row, so their colour changes are found a word (going right) or a byte
+// (going left) at a time and the walk state is advanced over the whole span
+// in closed form. Visits exactly the points of the pixel-by-pixel walk,
+// records exactly its changes and stops where it stops (outside the image,
+// after the last point, or at a change that leaves no room for the end
+// markers). Returns the step index reached; w is left at the stopping point.
 int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t* positions, int32_t* xs, int32_t* ys,
                      int32_t capacity, int32_t height, int32_t width, int32_t c, int32_t* count) {
   const int64_t twoMinor = 2 * int64_t{w.minor};
@@ -107,23 +93,59 @@ int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t
 
     const uint8_t* row = pixels + static_cast<size_t>(w.y) * static_cast<size_t>(stride);
     const int32_t last = w.x + w.sx * static_cast<int32_t>(span - 1);
-    int32_t from = w.x;
-    for (;;) {
-      const int32_t q = FindDifferingPixel(row, from, last, w.sx, c);
-      if (w.sx > 0 ? q > last : q < last) break;
+    // Records the change at pixel q of the span; false when it leaves no
+    // room for the end markers: the walk then stops at q (*stoppedAt).
+    int32_t stoppedAt = -1;
+    const auto record = [&](int32_t q) {
       const int32_t offset = (q - w.x) * w.sx;  // steps within the span, all keeping y
       if (*count + 5 > capacity) {
         w.x = q;
         w.err = static_cast<int32_t>(w.err + twoMinor * offset);
-        return i + offset;
+        stoppedAt = i + offset;
+        return false;
       }
       positions[*count] = i + offset;
       xs[*count] = q;
       ys[*count] = w.y;
       ++*count;
       c = 1 - c;
-      if (q == last) break;
-      from = q + w.sx;
+      return true;
+    };
+    if (w.sx > 0) {
+      // Left to right, up to 64 pixels at a time: a pixel starts a change
+      // where it differs from the one before it (before the first, the
+      // colour c looked for), so the changes are the set bits of the pixels
+      // XOR the pixels moved one place, taken in order.
+      const int32_t lastByte = last >> 3;
+      for (int32_t x = w.x; x <= last;) {
+        const int32_t b = x >> 3, shift = x & 7;
+        uint64_t bits;
+        int32_t n;
+        if (b + 8 <= lastByte) {  // bytes b..b+8 all hold pixels up to last
+          bits = LoadBigEndian64(row + b) << shift;
+          if (shift != 0) bits |= row[b + 8] >> (8 - shift);
+          n = 64;
+        } else {
+          bits = uint64_t{row[b]} << (56 + shift);
+          n = 8 - shift;
+        }
+        if (n > last - x + 1) n = last - x + 1;
+        uint64_t changes = (bits ^ (bits >> 1 | static_cast<uint64_t>(c) << 63)) & (~uint64_t{0} << (64 - n));
+        while (changes != 0) {
+          const int32_t k = std::countl_zero(changes);
+          changes ^= uint64_t{1} << (63 - k);
+          if (!record(x + k)) return stoppedAt;
+        }
+        x += n;
+      }
+    } else {
+      for (int32_t from = w.x;;) {
+        const int32_t q = FindDifferingPixelLeft(row, from, last, c);
+        if (q < last) break;
+        if (!record(q)) return stoppedAt;
+        if (q == last) break;
+        from = q - 1;
+      }
     }
     // Take the span's steps: the last one also moves y when the span ran to
     // the end of the row's share of the line.

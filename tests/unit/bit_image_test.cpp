@@ -142,6 +142,58 @@ TEST(BitImage, CroppedRegionHoldsTheBoxInsideItsMargin) {
   EXPECT_NE(CropRegion(in, &cut, -9, -9, -1, 5, 0, true), 0) << "a box above and left of the page";
 }
 
+// The sampled line, whatever way it finds its changes, lists exactly what
+// the pixel-by-pixel walk meets: lines of every slope and direction, lines
+// leaving the image, and capacities that cut the walk short.
+TEST(BitImage, SampledLinesListTheChangesOfThePixelWalk) {
+  std::mt19937 random(3);
+  for (const int32_t width : {5, 8, 64, 71, 200, 515}) {
+    const int32_t height = 37, stride = (width + 7) / 8 + 1;
+    std::vector<uint8_t> pixels(static_cast<size_t>(stride) * height);
+    // Runs of 1 to `longest` pixels, so that words with no change, one change
+    // and a change at every pixel all occur.
+    for (int32_t y = 0; y < height; ++y) {
+      const int32_t longest = 1 + y % 12 * 7;
+      int32_t bit = static_cast<int32_t>(random() % 2);
+      for (int32_t x = 0; x < stride * 8;) {
+        for (int32_t run = 1 + static_cast<int32_t>(random() % longest); run > 0; --run, ++x) {
+          uint8_t& b = pixels[static_cast<size_t>(y) * stride + x / 8];
+          b = static_cast<uint8_t>(bit ? b | 0x80 >> x % 8 : b & ~(0x80 >> x % 8));
+        }
+        bit ^= 1;
+      }
+    }
+    for (int32_t trial = 0; trial < 300; ++trial) {
+      const auto coordinate = [&](int32_t extent) { return static_cast<int32_t>(random() % (extent + 20)) - 10; };
+      // Every other line nearly level: long runs of one row, read a word at a time.
+      const int32_t x0 = coordinate(width), y0 = coordinate(height), x1 = coordinate(width);
+      const int32_t y1 = trial % 2 ? y0 + static_cast<int32_t>(random() % 5) - 2 : coordinate(height);
+      const int32_t colour = static_cast<int32_t>(random() % 2);
+      const int32_t capacity = trial % 3 == 0 ? 5 + static_cast<int32_t>(random() % 12) : 2048;
+      std::vector<int32_t> positions(capacity), xs(capacity), ys(capacity);
+      const int32_t n = SampleLine(pixels.data(), stride, x0, y0, x1, y1, positions.data(), xs.data(), ys.data(),
+                                   capacity, height, width, colour);
+      // The walk one pixel at a time.
+      std::vector<int32_t> want{0, x0, y0};
+      LineWalk w = StartLineWalk(Point{x0, y0}, Point{x1, y1});
+      int32_t c = colour, i = 0, entries = 1;
+      for (; i < w.major; ++i, StepLineWalk(w)) {
+        if (w.x < 0 || w.y < 0 || w.x >= width || w.y >= height) break;
+        if (PixelAt(BitImage{pixels.data(), stride * height, width, height, stride, height}, w.x, w.y) == c) continue;
+        if (entries + 5 > capacity) break;
+        want.insert(want.end(), {i, w.x, w.y});
+        ++entries;
+        c = 1 - c;
+      }
+      for (int32_t k = 0; k < 4; ++k) want.insert(want.end(), {i, w.x, w.y});
+      std::vector<int32_t> got;
+      for (int32_t k = 0; k < n; ++k) got.insert(got.end(), {positions[k], xs[k], ys[k]});
+      ASSERT_EQ(got, want) << "width " << width << " line " << x0 << "," << y0 << " -> " << x1 << "," << y1
+                           << " colour " << colour << " capacity " << capacity;
+    }
+  }
+}
+
 TEST(BitImage, BarStartsAreTheFirstPixelOfEveryRun) {
   std::mt19937 random(8);
   Owned<SamplingWorkspace> ws(AllocArray<SamplingWorkspace>(1));
