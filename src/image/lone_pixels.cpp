@@ -1,26 +1,8 @@
 #include "image/lone_pixels.h"
 
-#include <bit>
-#include <cstring>
-
 #include "support/alloc.h"
 
 namespace pdf417 {
-namespace {
-
-// Eight bytes of pixels as one word, the first pixel in the top bit.
-uint64_t LoadPixels64(const uint8_t* p) {
-  uint64_t v;
-  std::memcpy(&v, p, sizeof v);
-  return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v;
-}
-
-void StorePixels64(uint8_t* p, uint64_t v) {
-  if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
-  std::memcpy(p, &v, sizeof v);
-}
-
-}  // namespace
 
 BitImage* RemoveLonePixels(const BitImage& image) {
   BitImage* out = CopyBitImageHeader(image);
@@ -54,18 +36,7 @@ BitImage* RemoveLonePixels(const BitImage& image) {
     if (bytes == 1) continue;
     // Inner bytes of inner rows, the bulk of a page, without bound checks.
     if (up != nullptr && down != nullptr) {
-      int32_t j = 1;
-      // Eight bytes at a time, read big-endian so that the pixels run from
-      // the most significant bit down without a break at byte borders.
-      for (; j + 8 < bytes; j += 8) {
-        const uint64_t c = LoadPixels64(row + j), u = LoadPixels64(up + j), d = LoadPixels64(down + j);
-        const uint64_t left = c >> 1 | uint64_t{row[j - 1]} << 63;
-        const uint64_t right = c << 1 | uint64_t{row[j + 8]} >> 7;
-        const uint64_t loneDark = ~c & u & d & left & right;
-        const uint64_t loneLight = c & ~u & ~d & ~left & ~right;
-        StorePixels64(to + j, (c | loneDark) & ~loneLight);
-      }
-      for (; j < bytes - 1; ++j) put(j, row[j], up[j], down[j], row[j - 1], row[j + 1]);
+      for (int32_t j = 1; j < bytes - 1; ++j) put(j, row[j], up[j], down[j], row[j - 1], row[j + 1]);
     } else {
       for (int32_t j = 1; j < bytes - 1; ++j) edgeByte(j);
     }
