@@ -123,7 +123,7 @@ int32_t WalkRowSpans(const uint8_t* pixels, int32_t stride, LineWalk& w, int32_t
         int32_t n;
         if (b + 8 <= lastByte) {  // bytes b..b+8 all hold pixels up to last
           bits = LoadBigEndian64(row + b) << shift;
-          if (shift != 0) bits |= row[b + 8] >> (8 - shift);
+          if (shift != 0) bits |= uint64_t{row[b + 8]} >> (8 - shift);
           n = 64;
         } else {
           bits = uint64_t{row[b]} << (56 + shift);
