@@ -156,7 +156,7 @@ TEST(BitImage, SampledLinesListTheChangesOfThePixelWalk) {
       const int32_t longest = 1 + y % 12 * 7;
       int32_t bit = static_cast<int32_t>(random() % 2);
       for (int32_t x = 0; x < stride * 8;) {
-        for (int32_t run = 1 + static_cast<int32_t>(random() % longest); run > 0; --run, ++x) {
+        for (int32_t run = 1 + static_cast<int32_t>(random() % longest); run > 0 && x < stride * 8; --run, ++x) {
           uint8_t& b = pixels[static_cast<size_t>(y) * stride + x / 8];
           b = static_cast<uint8_t>(bit ? b | 0x80 >> x % 8 : b & ~(0x80 >> x % 8));
         }
